@@ -1,0 +1,32 @@
+#include "core/TopMost.h"
+
+#include "platform/Application.h"
+#include "platform/NavigationController.h"
+#include "platform/TabBarController.h"
+
+namespace tessivo {
+
+ViewController *topMostViewController()
+{
+    return topMostViewController(ViewController::rootOf(Application::keyWindow()));
+}
+
+ViewController *topMostViewController(ViewController *controller)
+{
+    while (controller) {
+        if (auto *nav = qobject_cast<NavigationController *>(controller)) {
+            controller = nav->visibleViewController();
+        } else if (auto *tabs = qobject_cast<TabBarController *>(controller)) {
+            NavigationController *more = tabs->moreNavigationController();
+            controller = more && more->isInWindow() ? more->topViewController()
+                                                    : tabs->selectedViewController();
+        } else if (ViewController *presented = controller->presentedViewController()) {
+            controller = presented;
+        } else {
+            return controller;
+        }
+    }
+    return nullptr;
+}
+
+} // namespace tessivo

@@ -1,0 +1,294 @@
+#include "platform/GestureRecognizer.h"
+
+#include <QApplication>
+#include <QMouseEvent>
+#include <QNativeGestureEvent>
+#include <QPointer>
+#include <QTouchEvent>
+#include <QWheelEvent>
+#include <QWidget>
+#include <QWindow>
+
+namespace tessivo {
+
+// Watches the events that reach each window (before widgets see them) and
+// hands them to the recognisers attached inside that window whose view the
+// gesture started in, the way touches reach the recognisers of the touched
+// view and of its ancestors.
+class GestureRouter : public QObject
+{
+public:
+    static GestureRouter &shared()
+    {
+        static auto *router = new GestureRouter; // process lifetime
+        return *router;
+    }
+
+    void attach(GestureRecognizer *recognizer)
+    {
+        if (!m_installed && qApp) {
+            qApp->installEventFilter(this);
+            m_installed = true;
+        }
+        m_all.append(recognizer);
+    }
+    void detach(GestureRecognizer *recognizer) { m_all.removeAll(recognizer); }
+
+    QList<GestureRecognizer *> inWindow(const QWidget *window) const
+    {
+        QList<GestureRecognizer *> result;
+        for (const auto &r : m_all) {
+            if (r && r->view() && r->view()->window() == window)
+                result.append(r.data());
+        }
+        return result;
+    }
+
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override
+    {
+        auto *window = qobject_cast<QWindow *>(watched);
+        if (!window || m_all.isEmpty())
+            return false;
+        switch (event->type()) {
+        case QEvent::TouchBegin:
+        case QEvent::TouchUpdate:
+        case QEvent::TouchEnd:
+        case QEvent::TouchCancel:
+            routeTouch(window, static_cast<QTouchEvent *>(event));
+            break;
+        case QEvent::MouseButtonPress:
+        case QEvent::MouseMove:
+        case QEvent::MouseButtonRelease:
+        case QEvent::MouseButtonDblClick: {
+            auto *mouse = static_cast<QMouseEvent *>(event);
+            if (mouse->source() == Qt::MouseEventNotSynthesized)
+                routePointer(window, mouse, mouse->position(), event->type() == QEvent::MouseButtonPress);
+            break;
+        }
+        case QEvent::Wheel: {
+            auto *wheel = static_cast<QWheelEvent *>(event);
+            routePointer(window, wheel, wheel->position(), true);
+            break;
+        }
+        case QEvent::NativeGesture: {
+            auto *gesture = static_cast<QNativeGestureEvent *>(event);
+            routePointer(window, gesture, gesture->position(), true);
+            break;
+        }
+        default:
+            break;
+        }
+        return false;
+    }
+
+private:
+    static QWidget *widgetFor(QWindow *window)
+    {
+        for (QWidget *w : QApplication::topLevelWidgets()) {
+            if (w->windowHandle() == window)
+                return w;
+        }
+        return nullptr;
+    }
+
+    static bool hits(GestureRecognizer *r, QWidget *top, QPointF windowPos)
+    {
+        QWidget *view = r->view();
+        if (!view || !r->isEnabled() || !view->isVisible())
+            return false;
+        return view->rect().contains(view->mapFrom(top, windowPos.toPoint()));
+    }
+
+    void routeTouch(QWindow *window, QTouchEvent *event)
+    {
+        QWidget *top = widgetFor(window);
+        if (!top)
+            return;
+        const bool begin = event->type() == QEvent::TouchBegin;
+        const bool end = event->type() == QEvent::TouchEnd;
+        const bool cancel = event->type() == QEvent::TouchCancel;
+        if (begin)
+            m_touchTargets = targetsAt(top, event->points().isEmpty()
+                                                ? QPointF()
+                                                : event->points().first().position());
+        for (const auto &r : std::as_const(m_touchTargets)) {
+            if (!r)
+                continue;
+            QList<TouchPoint> points;
+            for (const QEventPoint &p : event->points()) {
+                if (end || cancel || p.state() == QEventPoint::Released)
+                    continue;
+                points.append({p.id(), QPointF(r->view()->mapFrom(top, p.position().toPoint()))});
+            }
+            r->touchesChanged(points, end, cancel);
+        }
+        if (end || cancel)
+            m_touchTargets.clear();
+    }
+
+    template <typename E>
+    void routePointer(QWindow *window, E *event, QPointF windowPos, bool starts)
+    {
+        QWidget *top = widgetFor(window);
+        if (!top)
+            return;
+        if (starts || m_pointerTargets.isEmpty())
+            m_pointerTargets = targetsAt(top, windowPos);
+        for (const auto &r : std::as_const(m_pointerTargets)) {
+            if (!r || !r->view())
+                continue;
+            const QPointF local = r->view()->mapFrom(top, windowPos.toPoint());
+            if constexpr (std::is_same_v<E, QMouseEvent>)
+                r->mouseEvent(event, local);
+            else if constexpr (std::is_same_v<E, QWheelEvent>)
+                r->wheelEvent(event, local);
+            else
+                r->nativeGestureEvent(event, local);
+        }
+        if (event->type() == QEvent::MouseButtonRelease)
+            m_pointerTargets.clear();
+    }
+
+    QList<QPointer<GestureRecognizer>> targetsAt(QWidget *top, QPointF windowPos) const
+    {
+        QList<QPointer<GestureRecognizer>> result;
+        for (GestureRecognizer *r : inWindow(top)) {
+            if (hits(r, top, windowPos))
+                result.append(r);
+        }
+        return result;
+    }
+
+    QList<QPointer<GestureRecognizer>> m_all;
+    QList<QPointer<GestureRecognizer>> m_touchTargets;
+    QList<QPointer<GestureRecognizer>> m_pointerTargets;
+    bool m_installed = false;
+};
+
+GestureRecognizer::GestureRecognizer(QObject *parent) : QObject(parent) {}
+
+GestureRecognizer::~GestureRecognizer()
+{
+    GestureRouter::shared().detach(this);
+}
+
+void GestureRecognizer::addTarget(QObject *target, Action action)
+{
+    m_targets.append({target, target != nullptr, std::move(action)});
+}
+
+void GestureRecognizer::addTo(QWidget *view)
+{
+    if (!view)
+        return;
+    removeFromView();
+    m_view = view;
+    setParent(view);
+    view->setAttribute(Qt::WA_AcceptTouchEvents);
+    GestureRouter::shared().attach(this);
+}
+
+void GestureRecognizer::removeFromView()
+{
+    if (!m_view)
+        return;
+    GestureRouter::shared().detach(this);
+    m_view = nullptr;
+    setParent(nullptr);
+}
+
+QList<GestureRecognizer *> GestureRecognizer::recognizers(const QWidget *view)
+{
+    QList<GestureRecognizer *> result;
+    if (!view)
+        return result;
+    for (GestureRecognizer *r : view->findChildren<GestureRecognizer *>(QString(), Qt::FindDirectChildrenOnly)) {
+        if (r->view() == view)
+            result.append(r);
+    }
+    return result;
+}
+
+void GestureRecognizer::setEnabled(bool enabled)
+{
+    m_enabled = enabled;
+    if (!enabled && (m_state == GestureRecognizerState::began || m_state == GestureRecognizerState::changed))
+        setState(GestureRecognizerState::cancelled);
+}
+
+QPointF GestureRecognizer::location(const QWidget *widget) const
+{
+    if (!widget || !m_view || widget == m_view)
+        return m_location;
+    return QPointF(widget->mapFrom(m_view->window(), m_view->mapTo(m_view->window(), m_location.toPoint())));
+}
+
+QPointF GestureRecognizer::centroid(const QList<TouchPoint> &touches)
+{
+    QPointF sum;
+    for (const auto &t : touches)
+        sum += t.position;
+    return touches.isEmpty() ? sum : sum / touches.size();
+}
+
+void GestureRecognizer::touchesChanged(const QList<TouchPoint> &touches, bool, bool)
+{
+    m_touches = touches;
+    if (!touches.isEmpty())
+        m_location = centroid(touches);
+}
+
+void GestureRecognizer::mouseEvent(QMouseEvent *, QPointF) {}
+void GestureRecognizer::wheelEvent(QWheelEvent *, QPointF) {}
+void GestureRecognizer::nativeGestureEvent(QNativeGestureEvent *, QPointF) {}
+
+void GestureRecognizer::setState(GestureRecognizerState state)
+{
+    const bool starting = state == GestureRecognizerState::began
+        || (state == GestureRecognizerState::ended && m_state == GestureRecognizerState::possible);
+    if (starting && delegate() && !delegate()->gestureRecognizerShouldBegin(this))
+        state = GestureRecognizerState::failed;
+    m_state = state;
+    if (starting && state != GestureRecognizerState::failed)
+        failRivals();
+    if (state == GestureRecognizerState::failed)
+        return;
+    if (state == GestureRecognizerState::possible)
+        return;
+    QPointer<GestureRecognizer> self(this);
+    const auto targets = m_targets;
+    for (const auto &t : targets) {
+        if (t.hasObject && !t.object)
+            continue;
+        if (t.action)
+            t.action(this);
+        if (!self)
+            return;
+    }
+}
+
+void GestureRecognizer::failRivals()
+{
+    if (!m_view)
+        return;
+    for (GestureRecognizer *other : GestureRouter::shared().inWindow(m_view->window())) {
+        if (other == this)
+            continue;
+        const bool active = other->m_state == GestureRecognizerState::began
+            || other->m_state == GestureRecognizerState::changed;
+        if (!active)
+            continue;
+        const bool together = (delegate() && delegate()->shouldRecognizeSimultaneously(this, other))
+            || (other->delegate() && other->delegate()->shouldRecognizeSimultaneously(other, this));
+        if (!together)
+            other->setState(GestureRecognizerState::cancelled);
+    }
+}
+
+void GestureRecognizer::reset()
+{
+    m_state = GestureRecognizerState::possible;
+}
+
+} // namespace tessivo

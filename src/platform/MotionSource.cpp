@@ -1,0 +1,98 @@
+#include "platform/MotionSource.h"
+
+#include <QApplication>
+#include <QKeyEvent>
+#include <QMouseEvent>
+#include <QWidget>
+#include <QWindow>
+
+namespace tessivo {
+
+MotionSource &MotionSource::shared()
+{
+    static auto *source = new MotionSource; // process lifetime
+    return *source;
+}
+
+MotionSource::MotionSource() : m_shortcut(QStringLiteral("Ctrl+Alt+F"))
+{
+    m_clock.start();
+}
+
+void MotionSource::start()
+{
+    if (m_running || !qobject_cast<QApplication *>(QCoreApplication::instance()))
+        return;
+    moveToThread(qApp->thread());
+    qApp->installEventFilter(this);
+    m_running = true;
+}
+
+void MotionSource::deliver(QWidget *window, EventSubtype subtype)
+{
+    Q_EMIT motionEnded(window ? window->window() : nullptr, subtype);
+}
+
+bool MotionSource::eventFilter(QObject *watched, QEvent *event)
+{
+    if (event->type() == QEvent::MouseMove && m_pointerShake) {
+        // Moves reach the window whether or not a widget tracks the mouse.
+        if (auto *window = qobject_cast<QWindow *>(watched)) {
+            auto *mouse = static_cast<QMouseEvent *>(event);
+            if (mouse->buttons() == Qt::NoButton && mouse->source() == Qt::MouseEventNotSynthesized) {
+                for (QWidget *top : QApplication::topLevelWidgets()) {
+                    if (top->windowHandle() == window) {
+                        trackPointer(top, mouse->globalPosition().x());
+                        break;
+                    }
+                }
+            }
+        }
+        return false;
+    }
+    auto *widget = qobject_cast<QWidget *>(watched);
+    if (!widget)
+        return false;
+    if (event->type() == QEvent::ShortcutOverride && !m_shortcut.isEmpty()) {
+        auto *key = static_cast<QKeyEvent *>(event);
+        const QKeySequence pressed(key->keyCombination());
+        if (pressed.matches(m_shortcut) == QKeySequence::ExactMatch) {
+            key->accept();
+            deliver(widget, EventSubtype::motionShake);
+            return true;
+        }
+    }
+    return false;
+}
+
+void MotionSource::trackPointer(QWidget *window, qreal x)
+{
+    const qint64 now = m_clock.elapsed();
+    const int direction = x > m_lastX ? 1 : (x < m_lastX ? -1 : 0);
+    m_lastX = x;
+    if (direction == 0)
+        return;
+    if (m_direction == 0) {
+        m_direction = direction;
+        m_legStart = x;
+        return;
+    }
+    if (direction != m_direction) {
+        // A turn counts when the leg before it was long enough.
+        if (std::abs(x - m_legStart) >= kLegDistance)
+            m_reversals.append(now);
+        else
+            m_reversals.clear();
+        m_direction = direction;
+        m_legStart = x;
+    }
+    while (!m_reversals.isEmpty() && now - m_reversals.first() > kWindowMs)
+        m_reversals.removeFirst();
+    if (m_reversals.size() >= kReversals && now - m_lastShake >= kCooldownMs) {
+        m_reversals.clear();
+        m_lastShake = now;
+        deliver(window, EventSubtype::motionShake);
+    }
+}
+
+} // namespace tessivo

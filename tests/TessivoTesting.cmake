@@ -1,0 +1,16 @@
+# tessivo_add_test(NAME <name> SOURCES <files...> [LIBS <targets...>] [TIMEOUT <s>])
+# One QtTest executable linked to the kit and the shared test support,
+# registered with ctest to run headless.
+function(tessivo_add_test)
+  cmake_parse_arguments(T "" "NAME;TIMEOUT" "SOURCES;LIBS" ${ARGN})
+  add_executable(${T_NAME} ${T_SOURCES})
+  target_link_libraries(${T_NAME} PRIVATE tessivo_test_support Tessivo::Tessivo Qt6::Test ${T_LIBS})
+  target_compile_options(${T_NAME} PRIVATE -Wall -Wextra)
+  add_test(NAME ${T_NAME} COMMAND ${T_NAME})
+  if(NOT T_TIMEOUT)
+    set(T_TIMEOUT 120)
+  endif()
+  set_tests_properties(${T_NAME} PROPERTIES
+    TIMEOUT ${T_TIMEOUT}
+    ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=qt.qpa.*=false;TESSIVO_TEST=1")
+endfunction()

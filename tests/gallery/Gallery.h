@@ -1,0 +1,30 @@
+// The gallery: every kit screen and view, rendered in light and dark to
+// PNG files. Each area adds a <Area>Gallery.cpp with its entries.
+#pragma once
+
+#include "platform/Appearance.h"
+
+#include <QSize>
+#include <QString>
+#include <QWidget>
+
+#include <functional>
+
+namespace tessivo::gallery {
+
+struct Entry {
+    QString name;  // file name stem, e.g. "AlertController-alert"
+    QSize size;    // the window size to render at
+    /// Builds the shown widget (a top-level window) for an appearance. The
+    /// gallery shows it, lets pending presentations settle, grabs it, and
+    /// deletes it.
+    std::function<QWidget *(Appearance)> make;
+};
+
+/// Adds an entry; returns true so that it can initialise a static.
+bool add(Entry entry);
+
+/// A plain stand-in for a host app's window to present kit screens over.
+QWidget *hostWindow(QSize size, Appearance appearance);
+
+} // namespace tessivo::gallery
