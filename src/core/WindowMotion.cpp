@@ -20,8 +20,11 @@ void windowMotionEnded(QWidget *, EventSubtype motion)
 static void connectMotionSource()
 {
     MotionSource &source = MotionSource::shared();
-    QObject::connect(&source, &MotionSource::motionEnded, &source, &windowMotionEnded,
-                     Qt::UniqueConnection);
+    static bool connected = false;
+    if (!connected) {
+        connected = true;
+        QObject::connect(&source, &MotionSource::motionEnded, &source, &windowMotionEnded);
+    }
     source.start();
 }
 

@@ -235,18 +235,18 @@ void AlertController::layoutCard()
         : m_card->sizeHint().height();
     m_card->setFixedHeight(height);
 
-    QPointF centre(this->width() / 2.0, this->height() / 2.0);
+    QRect frame(0, 0, width, height);
     if (m_popover && m_popover->sourceView) {
         // The popover points at the centre of its source rectangle; with no
         // arrow permitted it is centred there.
-        const QPointF local = m_popover->sourceRect.center();
-        const QPoint inWindow = m_popover->sourceView->mapTo(window(), local.toPoint());
-        centre = mapFrom(window(), inWindow);
+        const QPoint inWindow =
+            m_popover->sourceView->mapTo(window(), m_popover->sourceRect.center().toPoint());
+        frame.moveCenter(mapFrom(window(), inWindow));
     } else if (m_style == AlertControllerStyle::actionSheet && !m_popover) {
-        centre.setY(this->height() - kMargin - height / 2.0);
+        frame.moveTopLeft(QPoint((this->width() - width) / 2, this->height() - kMargin - height));
+    } else {
+        frame.moveCenter(rect().center());
     }
-    QRect frame(0, 0, width, height);
-    frame.moveCenter(centre.toPoint());
     m_card->setGeometry(frame);
 }
 

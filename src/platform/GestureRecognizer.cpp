@@ -47,39 +47,70 @@ public:
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override
     {
-        auto *window = qobject_cast<QWindow *>(watched);
-        if (!window || m_all.isEmpty())
+        if (m_all.isEmpty())
             return false;
         switch (event->type()) {
         case QEvent::TouchBegin:
         case QEvent::TouchUpdate:
         case QEvent::TouchEnd:
         case QEvent::TouchCancel:
-            routeTouch(window, static_cast<QTouchEvent *>(event));
+            // Touches are taken at the window, before any widget can
+            // accept or refuse them.
+            if (auto *window = qobject_cast<QWindow *>(watched))
+                routeTouch(window, static_cast<QTouchEvent *>(event));
             break;
         case QEvent::MouseButtonPress:
         case QEvent::MouseMove:
         case QEvent::MouseButtonRelease:
-        case QEvent::MouseButtonDblClick: {
-            auto *mouse = static_cast<QMouseEvent *>(event);
-            if (mouse->source() == Qt::MouseEventNotSynthesized)
-                routePointer(window, mouse, mouse->position(), event->type() == QEvent::MouseButtonPress);
+        case QEvent::MouseButtonDblClick:
+        case QEvent::Wheel:
+        case QEvent::NativeGesture:
+            // Pointer events are taken where they first reach a widget; the
+            // same event bubbling to parents is seen once.
+            if (auto *widget = qobject_cast<QWidget *>(watched); widget && isFirstDelivery(event))
+                routePointerEvent(widget, event);
             break;
-        }
-        case QEvent::Wheel: {
-            auto *wheel = static_cast<QWheelEvent *>(event);
-            routePointer(window, wheel, wheel->position(), true);
-            break;
-        }
-        case QEvent::NativeGesture: {
-            auto *gesture = static_cast<QNativeGestureEvent *>(event);
-            routePointer(window, gesture, gesture->position(), true);
-            break;
-        }
         default:
             break;
         }
         return false;
+    }
+
+private:
+    bool isFirstDelivery(QEvent *event)
+    {
+        const auto *input = static_cast<QInputEvent *>(event);
+        const bool repeat = event == m_lastPointerEvent && input->timestamp() == m_lastTimestamp
+            && event->type() == m_lastType;
+        m_lastPointerEvent = event;
+        m_lastTimestamp = input->timestamp();
+        m_lastType = event->type();
+        return !repeat;
+    }
+
+    void routePointerEvent(QWidget *widget, QEvent *event)
+    {
+        QWidget *top = widget->window();
+        switch (event->type()) {
+        case QEvent::Wheel: {
+            auto *wheel = static_cast<QWheelEvent *>(event);
+            routePointer(top, wheel, QPointF(widget->mapTo(top, wheel->position().toPoint())), true);
+            break;
+        }
+        case QEvent::NativeGesture: {
+            auto *gesture = static_cast<QNativeGestureEvent *>(event);
+            routePointer(top, gesture, QPointF(widget->mapTo(top, gesture->position().toPoint())), true);
+            break;
+        }
+        default: {
+            auto *mouse = static_cast<QMouseEvent *>(event);
+            if (mouse->source() != Qt::MouseEventNotSynthesized)
+                return; // made from touches, which went their own way
+            routePointer(top, mouse, QPointF(widget->mapTo(top, mouse->position().toPoint())),
+                         event->type() == QEvent::MouseButtonPress);
+            break;
+        }
+        }
     }
 
 private:
@@ -128,11 +159,8 @@ private:
     }
 
     template <typename E>
-    void routePointer(QWindow *window, E *event, QPointF windowPos, bool starts)
+    void routePointer(QWidget *top, E *event, QPointF windowPos, bool starts)
     {
-        QWidget *top = widgetFor(window);
-        if (!top)
-            return;
         if (starts || m_pointerTargets.isEmpty())
             m_pointerTargets = targetsAt(top, windowPos);
         for (const auto &r : std::as_const(m_pointerTargets)) {
@@ -163,6 +191,9 @@ private:
     QList<QPointer<GestureRecognizer>> m_all;
     QList<QPointer<GestureRecognizer>> m_touchTargets;
     QList<QPointer<GestureRecognizer>> m_pointerTargets;
+    QEvent *m_lastPointerEvent = nullptr;
+    quint64 m_lastTimestamp = 0;
+    QEvent::Type m_lastType = QEvent::None;
     bool m_installed = false;
 };
 

@@ -53,12 +53,15 @@ bool MotionSource::eventFilter(QObject *watched, QEvent *event)
     auto *widget = qobject_cast<QWidget *>(watched);
     if (!widget)
         return false;
-    if (event->type() == QEvent::ShortcutOverride && !m_shortcut.isEmpty()) {
+    if ((event->type() == QEvent::ShortcutOverride || event->type() == QEvent::KeyPress)
+        && !m_shortcut.isEmpty()) {
         auto *key = static_cast<QKeyEvent *>(event);
         const QKeySequence pressed(key->keyCombination());
         if (pressed.matches(m_shortcut) == QKeySequence::ExactMatch) {
+            // Claim the key before the host's shortcuts; act on the press.
             key->accept();
-            deliver(widget, EventSubtype::motionShake);
+            if (event->type() == QEvent::KeyPress && !key->isAutoRepeat())
+                deliver(widget, EventSubtype::motionShake);
             return true;
         }
     }

@@ -221,12 +221,6 @@ void ViewController::present(ViewController *controller, bool animated,
 {
     if (!controller || controller == this)
         return;
-    // As on the platform, a contained controller presents through the
-    // outermost container of its screen.
-    if (ViewController *context = presentationContext(controller->m_modalStyle); context != this) {
-        context->present(controller, animated, std::move(completion));
-        return;
-    }
     if (m_presented) {
         consolePrint(QStringLiteral("Attempt to present %1 on %2 which is already presenting %3")
                          .arg(className(controller), className(this), className(m_presented)));
@@ -295,22 +289,6 @@ bool ViewController::eventFilter(QObject *watched, QEvent *event)
             resize(resized->size());
     }
     return QWidget::eventFilter(watched, event);
-}
-
-ViewController *ViewController::presentationContext(ModalPresentationStyle style)
-{
-    const bool currentContext = style == ModalPresentationStyle::currentContext
-        || style == ModalPresentationStyle::overCurrentContext;
-    ViewController *candidate = this;
-    for (QWidget *w = parentWidget(); w; w = w->parentWidget()) {
-        if (candidate->m_presenting || (currentContext && candidate->m_definesPresentationContext))
-            break;
-        if (auto *controller = qobject_cast<ViewController *>(w))
-            candidate = controller;
-        if (w->isWindow())
-            break;
-    }
-    return candidate;
 }
 
 QList<ViewController *> ViewController::presentationChain()

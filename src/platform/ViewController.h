@@ -128,7 +128,6 @@ private:
     void attachOverlay(QWidget *window);
     void finishDismissal(bool animated);
     QList<ViewController *> presentationChain();
-    ViewController *presentationContext(ModalPresentationStyle style);
 
     QString m_title;
     QString m_storyboardIdentifier;

@@ -42,6 +42,8 @@ public:
     quint16 port() const { return m_server.serverPort(); }
     QList<HttpRequest> requests() const { return m_requests; }
     void setHandler(Handler handler) { m_handler = std::move(handler); }
+    /// Stops listening: later connections are refused.
+    void close() { m_server.close(); }
 
 Q_SIGNALS:
     void requestReceived();

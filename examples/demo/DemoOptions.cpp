@@ -1,0 +1,81 @@
+#include "DemoOptions.h"
+
+#include <QCommandLineParser>
+
+#include <cstdio>
+
+std::optional<DemoOptions> DemoOptions::parse(const QCoreApplication &app, int &exitCode)
+{
+    QCommandLineParser parser;
+    parser.setApplicationDescription(
+        "A small host app for the Tessivo feedback kit. Open the kit with a shake\n"
+        "(move the pointer rapidly left and right, or press Ctrl+Alt+F), with a\n"
+        "four-finger swipe down on a touch screen, or with the Send feedback button.");
+    parser.addHelpOption();
+    parser.addOptions({
+        {"gesture", "The trigger: shake or fourFingers (default shake).", "gesture", "shake"},
+        {"testing-notes", "Text shown on the first-run testing notes screen.", "text"},
+        {"screenshot-source", "Where screenshots come from: screen (default) or recording.",
+         "source", "screen"},
+        {"share-method", "Where reports go: shareSheet, trello or monday.", "method"},
+        {"trello-list", "Trello list id (with --trello-key and --trello-token).", "id"},
+        {"trello-key", "Trello API key.", "key"},
+        {"trello-token", "Trello API token.", "token"},
+        {"relay-url", "Base URL of the relay server (overrides TessivoRelayURL).", "url"},
+        {"headless-seconds", "Without a display, run this long and exit (default 3).", "seconds",
+         "3"},
+        {"tour", "Drive the kit through every kind of report on its own."},
+    });
+    parser.process(app);
+
+    DemoOptions o;
+    const QString gesture = parser.value("gesture");
+    if (gesture == "shake") {
+        o.gesture = tessivo::TessivoKit::FeedbackGesture::shake;
+    } else if (gesture == "fourFingers") {
+        o.gesture = tessivo::TessivoKit::FeedbackGesture::fourFingers;
+    } else {
+        std::fprintf(stderr, "tessivo-demo: --gesture must be shake or fourFingers, not \"%s\"\n",
+                     qPrintable(gesture));
+        exitCode = 2;
+        return std::nullopt;
+    }
+    o.testingNotes = parser.isSet("testing-notes")
+        ? parser.value("testing-notes")
+        : QStringLiteral("Welcome to the demo. Try every kind of report: a screenshot with "
+                         "markup, a video of the last ten seconds, and a note.");
+    const QString source = parser.value("screenshot-source");
+    if (source != "screen" && source != "recording") {
+        std::fprintf(stderr, "tessivo-demo: --screenshot-source must be screen or recording\n");
+        exitCode = 2;
+        return std::nullopt;
+    }
+    o.screenshotFromRecording = source == "recording";
+    if (parser.isSet("share-method")) {
+        o.shareMethod = tessivo::shareMethodFromRawValue(parser.value("share-method"));
+        if (!o.shareMethod) {
+            std::fprintf(stderr, "tessivo-demo: --share-method must be shareSheet, trello or monday\n");
+            exitCode = 2;
+            return std::nullopt;
+        }
+    }
+    o.trelloList = parser.value("trello-list");
+    o.trelloKey = parser.value("trello-key");
+    o.trelloToken = parser.value("trello-token");
+    const int trelloParts = !o.trelloList.isEmpty() + !o.trelloKey.isEmpty() + !o.trelloToken.isEmpty();
+    if (trelloParts != 0 && trelloParts != 3) {
+        std::fprintf(stderr, "tessivo-demo: --trello-list, --trello-key and --trello-token go together\n");
+        exitCode = 2;
+        return std::nullopt;
+    }
+    o.relayUrl = parser.value("relay-url");
+    bool ok = false;
+    o.headlessSeconds = parser.value("headless-seconds").toDouble(&ok);
+    if (!ok || o.headlessSeconds < 0) {
+        std::fprintf(stderr, "tessivo-demo: --headless-seconds takes a number of seconds\n");
+        exitCode = 2;
+        return std::nullopt;
+    }
+    o.tour = parser.isSet("tour");
+    return o;
+}

@@ -1,0 +1,80 @@
+// The demo host app: it links the kit, configures it from the command line
+// and forwards its activation, as any host does.
+#include "DemoOptions.h"
+#include "DemoWindow.h"
+
+#include <Tessivo/Tessivo.h>
+
+#include <QApplication>
+#include <QTimer>
+
+#include <cstdio>
+
+namespace {
+
+bool hasDisplay()
+{
+    return !qEnvironmentVariableIsEmpty("DISPLAY") || !qEnvironmentVariableIsEmpty("WAYLAND_DISPLAY")
+        || !qEnvironmentVariableIsEmpty("QT_QPA_PLATFORM");
+}
+
+} // namespace
+
+int main(int argc, char **argv)
+{
+    const bool headless = !hasDisplay();
+    if (headless)
+        qputenv("QT_QPA_PLATFORM", "offscreen");
+
+    QApplication app(argc, argv);
+    QApplication::setOrganizationDomain(QStringLiteral("fernhollow.com"));
+    QApplication::setOrganizationName(QStringLiteral("Fernhollow"));
+    QApplication::setApplicationName(QStringLiteral("TessivoDemo"));
+    QApplication::setApplicationVersion(QStringLiteral("1.0"));
+
+    int exitCode = 0;
+    const auto options = DemoOptions::parse(app, exitCode);
+    if (!options)
+        return exitCode;
+    if (!options->relayUrl.isEmpty())
+        app.setProperty("TessivoRelayURL", options->relayUrl);
+
+    DemoWindow window;
+    window.show();
+    window.activateWindow();
+
+    using tessivo::TessivoKit;
+    std::shared_ptr<const tessivo::Configs> configs;
+    if (!options->trelloList.isEmpty()) {
+        auto trello = std::make_shared<tessivo::TrelloConfigs>(options->trelloList, options->trelloKey,
+                                                               options->trelloToken);
+        trello->setShareMethod(options->shareMethod.value_or(tessivo::ShareMethod::trello));
+        configs = trello;
+    }
+    TessivoKit::shared().initialize(options->gesture, options->testingNotes,
+                                    options->screenshotFromRecording, configs);
+    if (options->shareMethod && !configs)
+        TessivoKit::shared().shareMethod = *options->shareMethod;
+
+    // The host forwards each activation to the kit.
+    QObject::connect(&app, &QGuiApplication::applicationStateChanged, &app,
+                     [](Qt::ApplicationState state) {
+                         if (state == Qt::ApplicationActive)
+                             TessivoKit::shared().applicationDidBecomeActive();
+                     });
+    if (QGuiApplication::applicationState() == Qt::ApplicationActive || headless)
+        QTimer::singleShot(0, &app, [] { TessivoKit::shared().applicationDidBecomeActive(); });
+
+    window.showStatus(QStringLiteral("Shake the pointer or press Ctrl+Alt+F to send feedback."));
+    if (headless) {
+        std::printf("tessivo-demo: no display found, so the demo runs headless for %.1f s and exits.\n"
+                    "tessivo-demo: run it on a desktop session (or under xvfb-run) to use it.\n",
+                    options->headlessSeconds);
+        std::fflush(stdout);
+        QTimer::singleShot(static_cast<int>(options->headlessSeconds * 1000), &app, [] {
+            std::printf("tessivo-demo: headless run finished cleanly.\n");
+            QApplication::quit();
+        });
+    }
+    return QApplication::exec();
+}

@@ -1,0 +1,11 @@
+execute_process(COMMAND ${NM} -D --defined-only ${LIBRARY}
+  OUTPUT_VARIABLE symbols RESULT_VARIABLE rc)
+if(NOT rc EQUAL 0)
+  message(FATAL_ERROR "nm failed on ${LIBRARY}")
+endif()
+foreach(name TessivoVersionNumber TessivoVersionString)
+  if(NOT symbols MATCHES " [RDB] ${name}\n")
+    message(FATAL_ERROR "${name} is not in the dynamic symbol table of ${LIBRARY}")
+  endif()
+endforeach()
+message(STATUS "both version symbols are exported")
