@@ -12,6 +12,13 @@ class TESSIVO_EXPORT CaptureMananger : public QObject
     Q_OBJECT
 public:
     explicit CaptureMananger(QObject *parent = nullptr);
+
+    /// The video report and the still-frame screenshot; each says whether
+    /// it can run at all in this build.
+    bool canProduceVideoFeedback() const { return false; }
+    void produceVideoFeedback() {}
+    bool canProduceScreenshotFromRecording() const { return false; }
+    void produceScreenshotFromRecording() {}
 };
 
 } // namespace tessivo

@@ -61,6 +61,11 @@ void TessivoKit::stopProcedure()
     isRecording = false;
 }
 
+void TessivoKit::startRecordingProcedure()
+{
+    // Recording arrives with the capture manager.
+}
+
 void TessivoKit::applicationDidBecomeActive()
 {
     if (navigationAlreadyStarted)

@@ -45,6 +45,10 @@ public:
     bool shouldRecognizeSimultaneously(GestureRecognizer *recognizer,
                                        GestureRecognizer *other) override;
 
+    /// Starts the background recording when the tester allowed it and none
+    /// runs (also after a session's screens close).
+    void startRecordingProcedure();
+
     /// The action of the four-finger recogniser.
     Q_INVOKABLE void swipeGesture(tessivo::GestureRecognizer *gesture);
 

@@ -236,6 +236,8 @@ void AlertController::layoutCard()
     m_card->setFixedHeight(height);
 
     QRect frame(0, 0, width, height);
+    if (m_popover && m_popover->sourceView && m_popover->sourceView->window() != window())
+        return; // not on the presenter's window yet: laid out once attached
     if (m_popover && m_popover->sourceView) {
         // The popover points at the centre of its source rectangle; with no
         // arrow permitted it is centred there.

@@ -44,6 +44,13 @@ NavigationController::NavigationController(ViewController *root, QWidget *parent
     updateBar();
 }
 
+void NavigationController::viewDidLoad()
+{
+    ViewController::viewDidLoad();
+    if (ViewController *top = topViewController())
+        top->loadViewIfNeeded();
+}
+
 QList<ViewController *> NavigationController::viewControllers() const
 {
     QList<ViewController *> result;

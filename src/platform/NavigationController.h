@@ -34,6 +34,11 @@ public:
     bool isNavigationBarHidden() const { return m_barHidden; }
     void setNavigationBarHidden(bool hidden);
 
+protected:
+    /// Loading the container loads its top controller too, so that a
+    /// presented stack has done its set-up before it is on screen.
+    void viewDidLoad() override;
+
 private:
     void showController(ViewController *controller, bool animated, bool forward);
     void updateBar();

@@ -237,6 +237,9 @@ void ViewController::present(ViewController *controller, bool animated,
         return;
     }
 
+    // Set-up runs before the controller is part of the window, so that it
+    // can look at the window as it was.
+    controller->loadViewIfNeeded();
     controller->m_ownedByPresentation = controller->parentWidget() == nullptr;
     controller->m_parentBeforePresentation = controller->parentWidget();
     controller->m_presenting = this;
@@ -299,9 +302,30 @@ QList<ViewController *> ViewController::presentationChain()
     return chain;
 }
 
+ViewController *ViewController::presentedAncestor() const
+{
+    for (QWidget *w = const_cast<ViewController *>(this); w; w = w->parentWidget()) {
+        if (auto *controller = qobject_cast<ViewController *>(w); controller && controller->m_presenting)
+            return controller;
+        if (w->isWindow())
+            break;
+    }
+    return nullptr;
+}
+
+ViewController *ViewController::presentingViewController() const
+{
+    if (m_presenting)
+        return m_presenting.data();
+    ViewController *ancestor = presentedAncestor();
+    return ancestor ? ancestor->m_presenting.data() : nullptr;
+}
+
 void ViewController::dismiss(bool animated, std::function<void()> completion)
 {
-    ViewController *target = m_presented ? m_presented.data() : (m_presenting ? this : nullptr);
+    // What goes: what this controller presents, else this controller (or
+    // the presented container that holds it).
+    ViewController *target = m_presented ? m_presented.data() : presentedAncestor();
     if (!target || target->m_beingDismissed) {
         if (completion)
             dispatchMain(std::move(completion));

@@ -66,7 +66,9 @@ public:
     void dismiss(bool animated, std::function<void()> completion = {});
 
     ViewController *presentedViewController() const { return m_presented.data(); }
-    ViewController *presentingViewController() const { return m_presenting.data(); }
+    /// The controller that presented this one or, for a controller held in
+    /// a presented container, the one that presented the container.
+    ViewController *presentingViewController() const;
     bool isBeingPresented() const { return m_beingPresented; }
     bool isBeingDismissed() const { return m_beingDismissed; }
 
@@ -128,6 +130,7 @@ private:
     void attachOverlay(QWidget *window);
     void finishDismissal(bool animated);
     QList<ViewController *> presentationChain();
+    ViewController *presentedAncestor() const;
 
     QString m_title;
     QString m_storyboardIdentifier;
