@@ -20,6 +20,9 @@ namespace tessivo {
 class TESSIVO_EXPORT CollectionView : public QWidget
 {
     Q_OBJECT
+    Q_PROPERTY(bool allowsSelection READ allowsSelection WRITE setAllowsSelection)
+    Q_PROPERTY(bool allowsMultipleSelection READ allowsMultipleSelection WRITE setAllowsMultipleSelection)
+    Q_PROPERTY(int interitemSpacing READ interitemSpacing WRITE setInteritemSpacing)
 public:
     using CellFactory = std::function<CollectionViewCell *(QWidget *parent)>;
 
@@ -52,7 +55,7 @@ public:
     void setAllowsSelection(bool allows) { m_allowsSelection = allows; }
     bool allowsMultipleSelection() const { return m_allowsMultipleSelection; }
     void setAllowsMultipleSelection(bool allows) { m_allowsMultipleSelection = allows; }
-    qreal interitemSpacing() const { return m_spacing; }
+    int interitemSpacing() const { return m_spacing; }
     void setInteritemSpacing(int spacing);
 
     /// Selects an item without telling the delegate (as a program would).

@@ -48,12 +48,14 @@ MetadataView::MetadataView(QWidget *parent) : QWidget(parent)
     m_appVersionLabel = requireOutlet(ui.appVersionLabel, "appVersionLabel");
     m_userInfoLabel = requireOutlet(ui.userInfoLabel, "userInfoLabel");
     m_noteLabel = requireOutlet(ui.noteLabel, "noteLabel");
+    m_tagRow = requireOutlet(ui.tagRow, "tagRow");
+    m_cardLayout = requireOutlet(ui.cardLayout, "cardLayout");
+    m_trailingLayout = requireOutlet(ui.trailingLayout, "trailingLayout");
 
     m_userInfoLabel->setForegroundRole(QPalette::PlaceholderText);
     m_noteLabel->setFont(noteFont());
     m_appIconImageView->setFixedSize(kIconSide, kIconSide);
 
-    m_collectionView->setAllowsSelection(false);
     m_collectionView->registerCell(QString::fromLatin1(NoteTypeCollectionViewCell::kReuseIdentifier),
                                    [](QWidget *parent) { return new NoteTypeCollectionViewCell(parent); });
     m_collectionView->setDataSource({
@@ -70,6 +72,32 @@ MetadataView::MetadataView(QWidget *parent) : QWidget(parent)
         [] { return QMargins(); },
     });
     refresh();
+}
+
+void MetadataView::resizeEvent(QResizeEvent *event)
+{
+    QWidget::resizeEvent(event);
+    arrange(width() >= kWideWidth);
+}
+
+void MetadataView::arrange(bool wide)
+{
+    if (wide == m_wide)
+        return;
+    m_wide = wide;
+    for (QWidget *moved : {static_cast<QWidget *>(m_userInfoLabel), m_tagRow.data()}) {
+        m_cardLayout->removeWidget(moved);
+        m_trailingLayout->removeWidget(moved);
+    }
+    if (wide) {
+        m_userInfoLabel->setAlignment(Qt::AlignRight | Qt::AlignVCenter);
+        m_trailingLayout->addWidget(m_userInfoLabel, 0, Qt::AlignRight);
+        m_trailingLayout->addWidget(m_tagRow, 0, Qt::AlignRight);
+    } else {
+        m_userInfoLabel->setAlignment(Qt::AlignLeft | Qt::AlignVCenter);
+        m_cardLayout->insertWidget(1, m_userInfoLabel);
+        m_cardLayout->addWidget(m_tagRow);
+    }
 }
 
 QFont MetadataView::noteFont()

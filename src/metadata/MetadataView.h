@@ -10,6 +10,7 @@
 #include "tessivo_export.h"
 
 #include <QDateTime>
+#include <QBoxLayout>
 #include <QLabel>
 #include <QPointer>
 #include <QWidget>
@@ -55,9 +56,18 @@ public:
     /// The font of the note's regular part.
     static QFont noteFont();
 
+    /// From this width on, the device line and the tags move to the right
+    /// of the app's name instead of stacking under it.
+    static constexpr int kWideWidth = 640;
+    bool isWide() const { return m_wide; }
+
+protected:
+    void resizeEvent(QResizeEvent *event) override;
+
 private:
     void setTag(TagView *tag, const QString &text);
     void showAppIcon();
+    void arrange(bool wide);
 
     QPointer<TagView> m_deviceTypeTag;
     QPointer<TagView> m_deviceOSVersionTag;
@@ -69,6 +79,10 @@ private:
     QPointer<QLabel> m_appVersionLabel;
     QPointer<QLabel> m_userInfoLabel;
     QPointer<QLabel> m_noteLabel;
+    QPointer<QWidget> m_tagRow;
+    QPointer<QBoxLayout> m_cardLayout;
+    QPointer<QBoxLayout> m_trailingLayout;
+    bool m_wide = false;
     CaptureInfo m_metadata;
     QStringList m_selectedNoteTypes;
     QDateTime m_layoutTime;

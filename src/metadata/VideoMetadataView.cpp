@@ -1,9 +1,11 @@
 #include "metadata/VideoMetadataView.h"
 
 #include "platform/ContentView.h"
+#include "platform/Layer.h"
 
 #include "ui_VideoMetadataView.h"
 
+#include <QEvent>
 #include <QLayout>
 #include <QPainter>
 
@@ -14,6 +16,23 @@ VideoMetadataView::VideoMetadataView(QWidget *parent) : QWidget(parent)
     Ui::VideoMetadataView ui;
     m_view = loadContentView(this, ui);
     m_metadataView = requireOutlet(ui.metadataView, "metadataView");
+    // The card stands out from the frame as a raised, rounded surface.
+    m_metadataView->view()->setAutoFillBackground(false);
+    Layer::of(m_metadataView)->setShadow(QPointF(0, 8), 16, 0.08, Qt::black);
+    updateCardColor();
+}
+
+void VideoMetadataView::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange || event->type() == QEvent::ThemeChange)
+        updateCardColor();
+}
+
+void VideoMetadataView::updateCardColor()
+{
+    if (m_metadataView)
+        Layer::of(m_metadataView)->setBackgroundColor(palette().color(QPalette::Base));
 }
 
 void VideoMetadataView::setMetadata(const CaptureInfo &metadata)

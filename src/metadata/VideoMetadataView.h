@@ -30,7 +30,12 @@ public:
     /// image of exactly that pixel size.
     QImage renderFrame(QSize pixelSize, qreal scale = 1.0);
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 private:
+    void updateCardColor();
+
     QPointer<QWidget> m_view;
     QPointer<MetadataView> m_metadataView;
     CaptureInfo m_metadata;
