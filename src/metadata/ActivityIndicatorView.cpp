@@ -29,6 +29,11 @@ ActivityIndicatorView::ActivityIndicatorView(QWidget *parent) : QWidget(parent)
     traitCollectionDidChange();
 }
 
+QSize ActivityIndicatorView::sizeHint() const
+{
+    return QSize(100, 100).grownBy(kShadowRoom);
+}
+
 void ActivityIndicatorView::changeEvent(QEvent *event)
 {
     QWidget::changeEvent(event);

@@ -22,6 +22,9 @@ public:
     QWidget *view() const { return m_view; }
     ActivityIndicator *activityIndicator() const { return m_activityIndicator; }
 
+    /// A 100 x 100 card with room around it for the shadow.
+    QSize sizeHint() const override;
+
 protected:
     void changeEvent(QEvent *event) override;
 

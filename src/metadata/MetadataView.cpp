@@ -117,7 +117,14 @@ void MetadataView::setMetadata(const CaptureInfo &metadata)
 void MetadataView::setSelectedNoteTypes(const QStringList &types)
 {
     m_selectedNoteTypes = types;
+    reloadNoteTypes();
+}
+
+void MetadataView::reloadNoteTypes()
+{
     m_collectionView->reloadData();
+    // An empty row would leave a gap in the card.
+    m_collectionView->setVisible(!m_selectedNoteTypes.isEmpty());
 }
 
 void MetadataView::setTag(TagView *tag, const QString &text)
@@ -139,7 +146,7 @@ void MetadataView::refresh()
     m_layoutTime = QDateTime::currentDateTime();
     m_userInfoLabel->setText(metadata::userInfoText(m_layoutTime));
     m_noteLabel->setText(metadata::noteAttributedText(m_metadata, noteFont()).toHtml());
-    m_collectionView->reloadData();
+    reloadNoteTypes();
 }
 
 void MetadataView::showAppIcon()

@@ -68,6 +68,7 @@ private:
     void setTag(TagView *tag, const QString &text);
     void showAppIcon();
     void arrange(bool wide);
+    void reloadNoteTypes();
 
     QPointer<TagView> m_deviceTypeTag;
     QPointer<TagView> m_deviceOSVersionTag;

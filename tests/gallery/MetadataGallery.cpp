@@ -115,22 +115,22 @@ const bool activity = add({QStringLiteral("ActivityIndicatorView"), QSize(390, 4
                            [](Appearance appearance) {
                                QWidget *w = hostWindow(QSize(390, 400), appearance);
                                auto *overlay = new ActivityIndicatorView(w);
-                               const QSize size(100 + 48, 100 + 48);
+                               const QSize size = overlay->sizeHint();
                                overlay->setGeometry(QRect(QPoint((390 - size.width()) / 2, 130), size));
                                overlay->activityIndicator()->startAnimating();
                                overlay->raise();
                                return w;
                            }});
 
-const bool cardPhone = add({QStringLiteral("MetadataView-phone"), QSize(390, 215),
-                            [](Appearance) { return cardWindow(QSize(390, 215)); }});
+const bool cardPhone = add({QStringLiteral("MetadataView-phone"), QSize(390, 236),
+                            [](Appearance) { return cardWindow(QSize(390, 236)); }});
 
 const bool cardDesktop = add({QStringLiteral("MetadataView-desktop"), QSize(1280, 130),
                               [](Appearance) { return cardWindow(QSize(1280, 130)); }});
 
-const bool cardAnonymous = add({QStringLiteral("MetadataView-noteOnly"), QSize(390, 190), [](Appearance) {
+const bool cardAnonymous = add({QStringLiteral("MetadataView-noteOnly"), QSize(390, 160), [](Appearance) {
                                     SampleHost host;
-                                    QWidget *w = window(QSize(390, 190));
+                                    QWidget *w = window(QSize(390, 160));
                                     auto *layout = new QVBoxLayout(w);
                                     layout->setContentsMargins(0, 0, 0, 0);
                                     auto *card = new MetadataView(w);
