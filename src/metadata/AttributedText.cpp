@@ -22,7 +22,7 @@ QString AttributedText::toHtml() const
 {
     QString html;
     for (const TextRun &run : m_runs) {
-        QString style = QStringLiteral("font-weight:%1;").arg(run.font.weight());
+        QString style = QStringLiteral("white-space:pre-wrap;font-weight:%1;").arg(run.font.weight());
         if (run.font.pixelSize() > 0)
             style += QStringLiteral("font-size:%1px;").arg(run.font.pixelSize());
         else if (run.font.pointSizeF() > 0)

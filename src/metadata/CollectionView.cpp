@@ -18,6 +18,9 @@ void CollectionView::registerCell(const QString &reuseIdentifier, CellFactory fa
 
 CollectionViewCell *CollectionView::dequeueReusableCell(const QString &reuseIdentifier, int index)
 {
+    // Cells are made afresh on every reload, so there is nothing to reuse
+    // and the index does not matter yet.
+    Q_UNUSED(index)
     const auto factory = m_factories.constFind(reuseIdentifier);
     if (factory == m_factories.cend())
         qFatal("Tessivo: no cell registered for reuse identifier '%s'", qPrintable(reuseIdentifier));
@@ -29,7 +32,6 @@ CollectionViewCell *CollectionView::dequeueReusableCell(const QString &reuseIden
         if (at >= 0)
             tapItem(at);
     });
-    Q_UNUSED(index)
     return cell;
 }
 
@@ -135,13 +137,19 @@ QSize CollectionView::sizeHint() const
     int width = inset.left() + inset.right();
     int height = 0;
     for (int i = 0; i < m_cells.size(); ++i) {
-        const QSize size = m_dataSource.sizeForItem ? m_dataSource.sizeForItem(i)
-                           : m_cells.at(i)                ? m_cells.at(i)->sizeHint()
-                                                           : QSize();
+        const QSize size = itemSize(i);
         width += size.width() + (i > 0 ? m_spacing : 0);
         height = std::max(height, size.height());
     }
     return {width, std::max(height + inset.top() + inset.bottom(), 22)};
+}
+
+QSize CollectionView::itemSize(int index) const
+{
+    if (m_dataSource.sizeForItem)
+        return m_dataSource.sizeForItem(index);
+    const CollectionViewCell *cell = cellForItem(index);
+    return cell ? cell->sizeHint() : QSize();
 }
 
 QSize CollectionView::minimumSizeHint() const
@@ -163,7 +171,7 @@ void CollectionView::layoutCells()
         CollectionViewCell *cell = m_cells.at(i);
         if (!cell)
             continue;
-        QSize size = m_dataSource.sizeForItem ? m_dataSource.sizeForItem(i) : cell->sizeHint();
+        QSize size = itemSize(i);
         size.setHeight(std::min(size.height(), height() - inset.top() - inset.bottom()));
         cell->setGeometry(QRect(QPoint(x, inset.top()), size));
         x += size.width() + m_spacing;

@@ -81,6 +81,7 @@ protected:
 
 private:
     void layoutCells();
+    QSize itemSize(int index) const;
 
     QHash<QString, CellFactory> m_factories;
     DataSource m_dataSource;
