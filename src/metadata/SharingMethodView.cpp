@@ -1,0 +1,72 @@
+#include "metadata/SharingMethodView.h"
+
+#include "platform/Bundle.h"
+#include "platform/ContentView.h"
+
+#include "ui_SharingMethodView.h"
+
+#include <QLabel>
+#include <QPushButton>
+
+namespace tessivo {
+namespace {
+
+// The translucent grey shared with the note fields.
+const QColor kPromptBackground(192, 192, 192, static_cast<int>(0.3 * 255 + 0.5));
+// Light grey at two thirds white.
+const QColor kButtonBackground(170, 170, 170);
+
+void styleButton(QPushButton *button, const char *imageName)
+{
+    Layer::of(button)->setBackgroundColor(kButtonBackground);
+    QPalette palette = button->palette();
+    palette.setColor(QPalette::ButtonText, Qt::black);
+    button->setPalette(palette);
+    const QIcon icon = Bundle::kit().icon(QString::fromLatin1(imageName));
+    if (!icon.isNull())
+        button->setIcon(icon);
+}
+
+} // namespace
+
+SharingMethodView::SharingMethodView(QWidget *parent) : QWidget(parent)
+{
+    Ui::SharingMethodView ui;
+    m_view = loadContentView(this, ui);
+    m_textLabel = requireOutlet(ui.textLabel, "textLabel");
+    m_mondayButton = requireOutlet(ui.mondayButton, "mondayButton");
+    m_otherButton = requireOutlet(ui.otherButton, "otherButton");
+
+    Layer::of(m_textLabel)->setBackgroundColor(kPromptBackground);
+    m_textLabel->setText(QStringLiteral("Choose an option to share data"));
+    m_selectedOption.reset();
+    styleButton(m_mondayButton, "sharingMonday");
+    styleButton(m_otherButton, "sharingOther");
+
+    connect(m_mondayButton, &QPushButton::clicked, this, &SharingMethodView::mondayButtonAction);
+    connect(m_otherButton, &QPushButton::clicked, this, &SharingMethodView::otherButtonAction);
+}
+
+void SharingMethodView::setShareFunctionFromController(std::function<void()> function)
+{
+    m_shareFunctionFromController = std::move(function);
+}
+
+void SharingMethodView::mondayButtonAction()
+{
+    pick(ShareMethod::monday);
+}
+
+void SharingMethodView::otherButtonAction()
+{
+    pick(ShareMethod::shareSheet);
+}
+
+void SharingMethodView::pick(ShareMethod method)
+{
+    m_selectedOption = method;
+    if (m_shareFunctionFromController)
+        m_shareFunctionFromController();
+}
+
+} // namespace tessivo
