@@ -1,4 +1,4 @@
-// Part 5.2: the monday relay client against a stand-in relay on 127.0.0.1.
+// The monday relay client against a stand-in relay on 127.0.0.1.
 #include "LocalHttpServer.h"
 #include "ResultBox.h"
 #include "TestSupport.h"

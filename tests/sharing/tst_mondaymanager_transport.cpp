@@ -1,4 +1,4 @@
-// Part 5.2: the monday relay client when the relay fails at the transport
+// The monday relay client when the relay fails at the transport
 // level (a connection closed without an answer, an answer that never comes).
 #include "ResultBox.h"
 #include "TestSupport.h"

@@ -1,4 +1,4 @@
-// Part 5.1: the Trello client against a stand-in Trello on 127.0.0.1.
+// The Trello client against a stand-in Trello on 127.0.0.1.
 #include "LocalHttpServer.h"
 #include "ResultBox.h"
 #include "TestSupport.h"
