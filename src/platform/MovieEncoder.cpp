@@ -1,0 +1,456 @@
+#include "platform/MovieEncoder.h"
+
+#include <QFile>
+#include <QThread>
+
+extern "C" {
+#include <libavcodec/avcodec.h>
+#include <libavformat/avformat.h>
+#include <libavutil/imgutils.h>
+#include <libavutil/opt.h>
+#include <libswscale/swscale.h>
+}
+
+#include <algorithm>
+#include <cstring>
+#include <thread>
+
+namespace tessivo {
+namespace {
+
+const QString kDomain = QStringLiteral("AssetWriterErrorDomain");
+constexpr AVRational kTimeBase{1, 1000000}; // microseconds
+constexpr qint64 kDefaultFrameUs = 33333;
+
+QString averrorText(int averror)
+{
+    char text[AV_ERROR_MAX_STRING_SIZE] = {};
+    av_strerror(averror, text, sizeof text);
+    return QString::fromUtf8(text);
+}
+
+/// The FFmpeg layout of a QImage's pixels; AV_PIX_FMT_NONE when the image
+/// must be converted first.
+AVPixelFormat pixelFormatOf(QImage::Format format)
+{
+    switch (format) {
+    case QImage::Format_RGB32:
+    case QImage::Format_ARGB32:
+    case QImage::Format_ARGB32_Premultiplied:
+        return Q_BYTE_ORDER == Q_LITTLE_ENDIAN ? AV_PIX_FMT_BGRA : AV_PIX_FMT_ARGB;
+    case QImage::Format_RGBX8888:
+    case QImage::Format_RGBA8888:
+    case QImage::Format_RGBA8888_Premultiplied:
+        return AV_PIX_FMT_RGBA;
+    case QImage::Format_RGB888:
+        return AV_PIX_FMT_RGB24;
+    case QImage::Format_BGR888:
+        return AV_PIX_FMT_BGR24;
+    case QImage::Format_RGB16:
+        return AV_PIX_FMT_RGB565;
+    default:
+        return AV_PIX_FMT_NONE;
+    }
+}
+
+/// Where a source of `source` size lands in a `target` frame: scaled to fit,
+/// centred, on even coordinates so that the chroma planes line up.
+QRect fitRect(QSize source, QSize target)
+{
+    if (source == target)
+        return QRect(QPoint(0, 0), target);
+    const QSize fitted = source.scaled(target, Qt::KeepAspectRatio);
+    const int w = std::max(2, fitted.width() & ~1);
+    const int h = std::max(2, fitted.height() & ~1);
+    const int x = ((target.width() - w) / 2) & ~1;
+    const int y = ((target.height() - h) / 2) & ~1;
+    return QRect(x, y, w, h);
+}
+
+} // namespace
+
+struct MovieEncoder::Codec {
+    AVFormatContext *format = nullptr;
+    AVCodecContext *encoder = nullptr;
+    AVStream *stream = nullptr;
+    AVFrame *frame = nullptr;
+    AVPacket *packet = nullptr;
+    SwsContext *scaler = nullptr;
+    QSize size;
+    QRect lastTarget;
+    QSize sourceSize;
+    AVPixelFormat sourceFormat = AV_PIX_FMT_NONE;
+    qint64 lastPts = -1;
+    qint64 lastKeyPts = -1;
+    qint64 lastIntervalUs = kDefaultFrameUs;
+
+    ~Codec()
+    {
+        sws_freeContext(scaler);
+        av_packet_free(&packet);
+        av_frame_free(&frame);
+        avcodec_free_context(&encoder);
+        if (format) {
+            if (format->pb)
+                avio_closep(&format->pb);
+            avformat_free_context(format);
+        }
+    }
+};
+
+MovieEncoder::MovieEncoder(QString path) : m_path(std::move(path)) {}
+
+MovieEncoder::~MovieEncoder() = default;
+
+std::optional<MediaError> MovieEncoder::error() const
+{
+    QMutexLocker lock(&m_mutex);
+    return m_error;
+}
+
+void MovieEncoder::fail(MediaError error)
+{
+    {
+        QMutexLocker lock(&m_mutex);
+        if (!m_error)
+            m_error = std::move(error);
+    }
+    m_status = AssetWriterStatus::failed;
+}
+
+void MovieEncoder::failWith(int averror, const QString &what)
+{
+    fail({kDomain, averror, what + QStringLiteral(": ") + averrorText(averror)});
+    closeFile(false);
+}
+
+bool MovieEncoder::start(int width, int height, bool realTime)
+{
+    if (m_status != AssetWriterStatus::unknown)
+        return false;
+    width &= ~1;
+    height &= ~1;
+    if (width < 2 || height < 2) {
+        fail({kDomain, AVERROR(EINVAL),
+              QStringLiteral("Invalid video size %1x%2").arg(width).arg(height)});
+        return false;
+    }
+    m_queueDepth = realTime ? kRealTimeQueueDepth : kOfflineQueueDepth;
+
+    auto codec = std::make_unique<Codec>();
+    codec->size = QSize(width, height);
+    const QByteArray path = QFile::encodeName(m_path);
+    int ret = avformat_alloc_output_context2(&codec->format, nullptr, "mov", path.constData());
+    if (ret < 0 || !codec->format) {
+        fail({kDomain, ret, QStringLiteral("Cannot create a movie: ") + averrorText(ret)});
+        return false;
+    }
+    const AVCodec *h264 = avcodec_find_encoder_by_name("libx264");
+    if (!h264) {
+        fail({kDomain, AVERROR_ENCODER_NOT_FOUND, QStringLiteral("No H.264 encoder available")});
+        return false;
+    }
+    AVCodecContext *enc = codec->encoder = avcodec_alloc_context3(h264);
+    enc->width = width;
+    enc->height = height;
+    enc->pix_fmt = AV_PIX_FMT_YUV420P;
+    enc->time_base = kTimeBase;
+    enc->framerate = {30, 1}; // nominal; frames are timed by their own stamps
+    enc->gop_size = 60;
+    enc->max_b_frames = 0;
+    enc->thread_count = 2;
+    enc->colorspace = AVCOL_SPC_BT709;
+    enc->color_primaries = AVCOL_PRI_BT709;
+    enc->color_trc = AVCOL_TRC_BT709;
+    enc->color_range = AVCOL_RANGE_MPEG;
+    if (codec->format->oformat->flags & AVFMT_GLOBALHEADER)
+        enc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
+    AVDictionary *options = nullptr;
+    av_dict_set(&options, "preset", "ultrafast", 0);
+    av_dict_set(&options, "tune", "zerolatency", 0);
+    av_dict_set(&options, "crf", "23", 0);
+    av_dict_set(&options, "forced-idr", "1", 0);
+    ret = avcodec_open2(enc, h264, &options);
+    av_dict_free(&options);
+    if (ret < 0) {
+        fail({kDomain, ret, QStringLiteral("Cannot open the H.264 encoder: ") + averrorText(ret)});
+        return false;
+    }
+    codec->stream = avformat_new_stream(codec->format, nullptr);
+    avcodec_parameters_from_context(codec->stream->codecpar, enc);
+    codec->stream->time_base = enc->time_base;
+
+    ret = avio_open(&codec->format->pb, path.constData(), AVIO_FLAG_WRITE);
+    if (ret < 0) {
+        fail({kDomain, ret, QStringLiteral("Cannot open %1: %2").arg(m_path, averrorText(ret))});
+        return false;
+    }
+    ret = avformat_write_header(codec->format, nullptr);
+    if (ret < 0) {
+        fail({kDomain, ret, QStringLiteral("Cannot write the movie header: ") + averrorText(ret)});
+        return false;
+    }
+    codec->frame = av_frame_alloc();
+    codec->frame->format = enc->pix_fmt;
+    codec->frame->width = width;
+    codec->frame->height = height;
+    codec->packet = av_packet_alloc();
+    ret = av_frame_get_buffer(codec->frame, 0);
+    if (ret < 0) {
+        fail({kDomain, ret, QStringLiteral("Out of memory for frames")});
+        return false;
+    }
+
+    m_codec = std::move(codec);
+    {
+        QMutexLocker lock(&m_mutex);
+        m_threadRunning = true;
+    }
+    m_status = AssetWriterStatus::writing;
+    std::thread([self = shared_from_this()] { self->run(); }).detach();
+    return true;
+}
+
+void MovieEncoder::setSessionStart(MediaTime sourceTime)
+{
+    QMutexLocker lock(&m_mutex);
+    m_sessionStart = sourceTime;
+}
+
+bool MovieEncoder::isReadyForMoreFrames() const
+{
+    return m_status == AssetWriterStatus::writing && !m_finishRequested
+           && m_framesInFlight.load() < m_queueDepth;
+}
+
+bool MovieEncoder::enqueue(const SampleBuffer &frame)
+{
+    if (!isReadyForMoreFrames() || frame.imageBuffer().isNull())
+        return false;
+    ++m_framesInFlight;
+    post({Job::Kind::frame, frame, {}});
+    return true;
+}
+
+void MovieEncoder::post(Job job)
+{
+    QMutexLocker lock(&m_mutex);
+    m_jobs.push_back(std::move(job));
+    m_wake.wakeOne();
+}
+
+void MovieEncoder::finish(std::function<void()> completion)
+{
+    bool running = false;
+    {
+        QMutexLocker lock(&m_mutex);
+        running = m_threadRunning && !m_finishRequested;
+    }
+    if (!running || m_finishRequested.exchange(true)) {
+        // Not writing (never started, failed, already finishing): nothing to
+        // drain, but the caller still hears back.
+        if (completion)
+            completion();
+        return;
+    }
+    post({Job::Kind::finish, {}, std::move(completion)});
+}
+
+void MovieEncoder::cancel()
+{
+    m_finishRequested = true;
+    QMutexLocker lock(&m_mutex);
+    if (m_threadRunning) {
+        m_jobs.push_front({Job::Kind::cancel, {}, {}});
+        m_wake.wakeOne();
+    } else if (m_status == AssetWriterStatus::unknown) {
+        m_status = AssetWriterStatus::cancelled;
+    }
+}
+
+void MovieEncoder::abandon()
+{
+    QMutexLocker lock(&m_mutex);
+    if (m_threadRunning && !m_finishRequested) {
+        m_finishRequested = true;
+        m_jobs.push_back({Job::Kind::abandon, {}, {}});
+        m_wake.wakeOne();
+    }
+}
+
+void MovieEncoder::run()
+{
+    for (;;) {
+        Job job;
+        {
+            QMutexLocker lock(&m_mutex);
+            while (m_jobs.empty())
+                m_wake.wait(&m_mutex);
+            job = std::move(m_jobs.front());
+            m_jobs.pop_front();
+        }
+        switch (job.kind) {
+        case Job::Kind::frame:
+            if (m_status == AssetWriterStatus::writing)
+                encode(job.frame);
+            --m_framesInFlight;
+            continue;
+        case Job::Kind::finish:
+            finishFile();
+            break;
+        case Job::Kind::cancel:
+            closeFile(true);
+            m_status = AssetWriterStatus::cancelled;
+            break;
+        case Job::Kind::abandon:
+            closeFile(false);
+            break;
+        }
+        {
+            QMutexLocker lock(&m_mutex);
+            m_threadRunning = false;
+            m_jobs.clear();
+        }
+        if (job.completion)
+            job.completion();
+        return;
+    }
+}
+
+void MovieEncoder::encode(const SampleBuffer &buffer)
+{
+    Codec &c = *m_codec;
+    MediaTime sessionStart;
+    {
+        QMutexLocker lock(&m_mutex);
+        sessionStart = m_sessionStart;
+    }
+    if (!sessionStart.isValid() || buffer.presentationTimeStamp() < sessionStart)
+        return; // before the session: not part of the movie
+
+    QImage image = buffer.imageBuffer();
+    AVPixelFormat sourceFormat = pixelFormatOf(image.format());
+    if (sourceFormat == AV_PIX_FMT_NONE) {
+        image = image.convertToFormat(QImage::Format_RGB32);
+        sourceFormat = pixelFormatOf(image.format());
+    }
+    const QRect target = fitRect(image.size(), c.size);
+    if (!c.scaler || image.size() != c.sourceSize || sourceFormat != c.sourceFormat
+        || target != c.lastTarget) {
+        sws_freeContext(c.scaler);
+        c.scaler = sws_getContext(image.width(), image.height(), sourceFormat, target.width(),
+                                  target.height(), AV_PIX_FMT_YUV420P, SWS_BILINEAR, nullptr,
+                                  nullptr, nullptr);
+        if (!c.scaler) {
+            failWith(AVERROR(EINVAL), QStringLiteral("Cannot convert frames of this format"));
+            return;
+        }
+        sws_setColorspaceDetails(c.scaler, sws_getCoefficients(SWS_CS_DEFAULT), 1,
+                                 sws_getCoefficients(SWS_CS_ITU709), 0, 0, 1 << 16, 1 << 16);
+        c.sourceSize = image.size();
+        c.sourceFormat = sourceFormat;
+        c.lastTarget = target;
+    }
+
+    AVFrame *frame = c.frame;
+    int ret = av_frame_make_writable(frame);
+    if (ret < 0) {
+        failWith(ret, QStringLiteral("Out of memory for frames"));
+        return;
+    }
+    if (target.size() != c.size) {
+        // Letterbox: black borders around the fitted picture.
+        for (int y = 0; y < c.size.height(); ++y)
+            memset(frame->data[0] + y * frame->linesize[0], 16, c.size.width());
+        for (int p = 1; p < 3; ++p) {
+            for (int y = 0; y < c.size.height() / 2; ++y)
+                memset(frame->data[p] + y * frame->linesize[p], 128, c.size.width() / 2);
+        }
+    }
+    uint8_t *dst[4] = {
+        frame->data[0] + target.y() * frame->linesize[0] + target.x(),
+        frame->data[1] + target.y() / 2 * frame->linesize[1] + target.x() / 2,
+        frame->data[2] + target.y() / 2 * frame->linesize[2] + target.x() / 2, nullptr};
+    const uint8_t *src[4] = {image.constBits(), nullptr, nullptr, nullptr};
+    const int srcStride[4] = {static_cast<int>(image.bytesPerLine()), 0, 0, 0};
+    sws_scale(c.scaler, src, srcStride, 0, image.height(), dst, frame->linesize);
+
+    qint64 pts = (buffer.presentationTimeStamp() - sessionStart).convertScale(kTimeBase.den).value;
+    if (pts <= c.lastPts)
+        pts = c.lastPts + 1; // the movie needs strictly rising times
+    if (c.lastPts >= 0)
+        c.lastIntervalUs = pts - c.lastPts;
+    c.lastPts = pts;
+    frame->pts = pts;
+    // Force an IDR when waiting for the next frame would stretch the gap
+    // since the last one beyond the keyframe interval.
+    const bool forceKey = c.lastKeyPts < 0 || pts - c.lastKeyPts + c.lastIntervalUs > kKeyframeIntervalUs;
+    frame->pict_type = forceKey ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
+    if (forceKey)
+        c.lastKeyPts = pts;
+
+    ret = avcodec_send_frame(c.encoder, frame);
+    if (ret < 0) {
+        failWith(ret, QStringLiteral("Encoding failed"));
+        return;
+    }
+    while ((ret = avcodec_receive_packet(c.encoder, c.packet)) >= 0) {
+        if (c.packet->flags & AV_PKT_FLAG_KEY)
+            c.lastKeyPts = std::max<qint64>(c.lastKeyPts, c.packet->pts);
+        c.packet->stream_index = 0;
+        c.packet->duration = c.lastIntervalUs;
+        av_packet_rescale_ts(c.packet, c.encoder->time_base, c.stream->time_base);
+        ret = av_interleaved_write_frame(c.format, c.packet);
+        if (ret >= 0 && c.format->pb->error < 0)
+            ret = c.format->pb->error;
+        if (ret < 0) {
+            failWith(ret, QStringLiteral("Writing the movie failed"));
+            return;
+        }
+    }
+    if (ret != AVERROR(EAGAIN) && ret != AVERROR_EOF)
+        failWith(ret, QStringLiteral("Encoding failed"));
+}
+
+void MovieEncoder::finishFile()
+{
+    if (m_status != AssetWriterStatus::writing || !m_codec)
+        return;
+    Codec &c = *m_codec;
+    int ret = avcodec_send_frame(c.encoder, nullptr);
+    while (ret >= 0 && (ret = avcodec_receive_packet(c.encoder, c.packet)) >= 0) {
+        c.packet->stream_index = 0;
+        c.packet->duration = c.lastIntervalUs;
+        av_packet_rescale_ts(c.packet, c.encoder->time_base, c.stream->time_base);
+        ret = av_interleaved_write_frame(c.format, c.packet);
+    }
+    if (ret < 0 && ret != AVERROR_EOF) {
+        failWith(ret, QStringLiteral("Writing the movie failed"));
+        return;
+    }
+    ret = av_write_trailer(c.format);
+    if (ret >= 0 && c.format->pb->error < 0)
+        ret = c.format->pb->error;
+    if (ret >= 0) {
+        avio_flush(c.format->pb);
+        ret = c.format->pb->error;
+    }
+    const int closed = avio_closep(&c.format->pb);
+    if (ret >= 0)
+        ret = closed;
+    if (ret < 0) {
+        failWith(ret, QStringLiteral("Finishing the movie failed"));
+        return;
+    }
+    m_codec.reset();
+    m_status = AssetWriterStatus::completed;
+}
+
+void MovieEncoder::closeFile(bool removeFile)
+{
+    m_codec.reset(); // closes the file
+    if (removeFile)
+        QFile::remove(m_path);
+}
+
+} // namespace tessivo
