@@ -13,14 +13,16 @@ extern "C" {
 
 #include <algorithm>
 #include <cstring>
+#include <mutex>
 #include <thread>
 
 namespace tessivo {
 namespace {
 
 const QString kDomain = QStringLiteral("AssetWriterErrorDomain");
-constexpr AVRational kTimeBase{1, 1000000}; // microseconds
-constexpr qint64 kDefaultFrameUs = 33333;
+constexpr AVRational kTimeBase{1, 90000}; // the usual video clock
+constexpr qint64 kDefaultFrameTicks = 3000;
+constexpr qint64 kKeyframeIntervalTicks = MovieEncoder::kKeyframeIntervalUs * kTimeBase.den / 1000000;
 
 QString averrorText(int averror)
 {
@@ -82,12 +84,16 @@ struct MovieEncoder::Codec {
     AVPixelFormat sourceFormat = AV_PIX_FMT_NONE;
     qint64 lastPts = -1;
     qint64 lastKeyPts = -1;
-    qint64 lastIntervalUs = kDefaultFrameUs;
+    qint64 lastIntervalTicks = kDefaultFrameTicks;
+    AVPacket *heldPacket = av_packet_alloc();
+    bool hasHeldPacket = false;
+    qint64 lastDurationTicks = kDefaultFrameTicks;
 
     ~Codec()
     {
         sws_freeContext(scaler);
         av_packet_free(&packet);
+        av_packet_free(&heldPacket);
         av_frame_free(&frame);
         avcodec_free_context(&encoder);
         if (format) {
@@ -136,6 +142,13 @@ bool MovieEncoder::start(int width, int height, bool realTime)
         return false;
     }
     m_queueDepth = realTime ? kRealTimeQueueDepth : kOfflineQueueDepth;
+    static std::once_flag quietLog;
+    std::call_once(quietLog, [] {
+        // The encoder's banner and statistics are noise on a host's console;
+        // a host that set its own level keeps it.
+        if (av_log_get_level() == AV_LOG_INFO)
+            av_log_set_level(AV_LOG_ERROR);
+    });
 
     auto codec = std::make_unique<Codec>();
     codec->size = QSize(width, height);
@@ -379,12 +392,12 @@ void MovieEncoder::encode(const SampleBuffer &buffer)
     if (pts <= c.lastPts)
         pts = c.lastPts + 1; // the movie needs strictly rising times
     if (c.lastPts >= 0)
-        c.lastIntervalUs = pts - c.lastPts;
+        c.lastIntervalTicks = pts - c.lastPts;
     c.lastPts = pts;
     frame->pts = pts;
     // Force an IDR when waiting for the next frame would stretch the gap
     // since the last one beyond the keyframe interval.
-    const bool forceKey = c.lastKeyPts < 0 || pts - c.lastKeyPts + c.lastIntervalUs > kKeyframeIntervalUs;
+    const bool forceKey = c.lastKeyPts < 0 || pts - c.lastKeyPts + c.lastIntervalTicks > kKeyframeIntervalTicks;
     frame->pict_type = forceKey ? AV_PICTURE_TYPE_I : AV_PICTURE_TYPE_NONE;
     if (forceKey)
         c.lastKeyPts = pts;
@@ -397,12 +410,7 @@ void MovieEncoder::encode(const SampleBuffer &buffer)
     while ((ret = avcodec_receive_packet(c.encoder, c.packet)) >= 0) {
         if (c.packet->flags & AV_PKT_FLAG_KEY)
             c.lastKeyPts = std::max<qint64>(c.lastKeyPts, c.packet->pts);
-        c.packet->stream_index = 0;
-        c.packet->duration = c.lastIntervalUs;
-        av_packet_rescale_ts(c.packet, c.encoder->time_base, c.stream->time_base);
-        ret = av_interleaved_write_frame(c.format, c.packet);
-        if (ret >= 0 && c.format->pb->error < 0)
-            ret = c.format->pb->error;
+        ret = mux(c.packet);
         if (ret < 0) {
             failWith(ret, QStringLiteral("Writing the movie failed"));
             return;
@@ -412,19 +420,42 @@ void MovieEncoder::encode(const SampleBuffer &buffer)
         failWith(ret, QStringLiteral("Encoding failed"));
 }
 
+int MovieEncoder::mux(AVPacket *packet)
+{
+    // Each packet waits for the next one, which gives its exact duration;
+    // the last one lasts as long as the one before it.
+    Codec &c = *m_codec;
+    int ret = 0;
+    if (c.hasHeldPacket) {
+        AVPacket *held = c.heldPacket;
+        const qint64 duration = packet ? packet->pts - held->pts : c.lastDurationTicks;
+        held->duration = std::max<qint64>(1, duration);
+        c.lastDurationTicks = held->duration;
+        held->stream_index = 0;
+        av_packet_rescale_ts(held, c.encoder->time_base, c.stream->time_base);
+        ret = av_interleaved_write_frame(c.format, held);
+        if (ret >= 0 && c.format->pb->error < 0)
+            ret = c.format->pb->error;
+        c.hasHeldPacket = false;
+    }
+    if (packet) {
+        av_packet_move_ref(c.heldPacket, packet);
+        c.hasHeldPacket = true;
+    }
+    return ret;
+}
+
 void MovieEncoder::finishFile()
 {
     if (m_status != AssetWriterStatus::writing || !m_codec)
         return;
     Codec &c = *m_codec;
     int ret = avcodec_send_frame(c.encoder, nullptr);
-    while (ret >= 0 && (ret = avcodec_receive_packet(c.encoder, c.packet)) >= 0) {
-        c.packet->stream_index = 0;
-        c.packet->duration = c.lastIntervalUs;
-        av_packet_rescale_ts(c.packet, c.encoder->time_base, c.stream->time_base);
-        ret = av_interleaved_write_frame(c.format, c.packet);
-    }
-    if (ret < 0 && ret != AVERROR_EOF) {
+    while (ret >= 0 && (ret = avcodec_receive_packet(c.encoder, c.packet)) >= 0)
+        ret = mux(c.packet);
+    if (ret == AVERROR_EOF)
+        ret = mux(nullptr);
+    if (ret < 0) {
         failWith(ret, QStringLiteral("Writing the movie failed"));
         return;
     }

@@ -16,6 +16,8 @@
 #include <memory>
 #include <optional>
 
+struct AVPacket;
+
 namespace tessivo {
 
 class MovieEncoder : public std::enable_shared_from_this<MovieEncoder>
@@ -59,6 +61,7 @@ private:
     void post(Job job);
     void run();
     void encode(const SampleBuffer &frame);
+    int mux(AVPacket *packet);
     void finishFile();
     void closeFile(bool removeFile);
     void failWith(int averror, const QString &what);
