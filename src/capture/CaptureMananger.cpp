@@ -57,8 +57,9 @@ CaptureMananger::~CaptureMananger()
         QMutexLocker lock(&m_guard->mutex);
         m_guard->owner = nullptr;
     }
-    QMutexLocker lock(&m_writerMutex);
-    if (m_assetWriter && m_assetWriter->status() == AssetWriter::Status::writing)
+    // A capture still feeding this manager's writer has no one to feed.
+    const auto writer = assetWriter();
+    if (writer && writer->status() == AssetWriter::Status::writing)
         m_recorder->stopCapture({});
 }
 
