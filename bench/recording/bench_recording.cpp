@@ -199,10 +199,12 @@ int main(int argc, char **argv)
         const double refGuiPerS = ref["guiCpuSeconds"].toDouble() / ref["wallSeconds"].toDouble();
         const double recGuiPerS = rec["guiCpuSeconds"].toDouble() / rec["wallSeconds"].toDouble();
         const double guiOver = frames > 0 ? (recGuiPerS - refGuiPerS) * rec["wallSeconds"].toDouble() * 1000 / frames : 0;
-        out << "| " << label << " | reference | " << QString::number(refCpu, 'f', 3) << " | – | – | – | "
+        // Below a few milliseconds per second a ratio says nothing.
+        const QString cpuRatio = refCpu >= 0.005 ? QStringLiteral(" (×%1)").arg(recCpu / refCpu, 0, 'f', 2)
+                                                 : QString();
+        out << "| " << label << " | reference | " << QString::number(refCpu, 'f', 4) << " | – | – | – | "
             << QString::number(ref["peakMiB"].toDouble(), 'f', 0) << " |\n";
-        out << "| " << label << " | recording | " << QString::number(recCpu, 'f', 3) << " (×"
-            << QString::number(refCpu > 0 ? recCpu / refCpu : 0, 'f', 2) << ") | "
+        out << "| " << label << " | recording | " << QString::number(recCpu, 'f', 4) << cpuRatio << " | "
             << (frames > 0 ? QString::number(rec["grabMs"].toDouble() / frames, 'f', 2) : QStringLiteral("–"))
             << " / " << (frames > 0 ? QString::number(guiOver, 'f', 2) : QStringLiteral("–")) << " | "
             << frames << " / " << rec["repaints"].toDouble() << " | "

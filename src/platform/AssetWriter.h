@@ -1,6 +1,6 @@
 // Writes video frames to a QuickTime movie (H.264) on its own encoding
-// thread. Mirrors the writer of the kit's design: statuses 0 to 4,
-// startWriting, startSession(atSourceTime:), finishWriting.
+// thread: statuses 0 to 4, startWriting, startSession(atSourceTime:),
+// appends through its input, finishWriting.
 #pragma once
 
 #include "platform/MediaError.h"

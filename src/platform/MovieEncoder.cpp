@@ -1,5 +1,7 @@
 #include "platform/MovieEncoder.h"
 
+#include "platform/ThreadPriority.h"
+
 #include <QFile>
 #include <QThread>
 
@@ -220,7 +222,10 @@ bool MovieEncoder::start(int width, int height, bool realTime)
         m_threadRunning = true;
     }
     m_status = AssetWriterStatus::writing;
-    std::thread([self = shared_from_this()] { self->run(); }).detach();
+    std::thread([self = shared_from_this()] {
+        lowerCurrentThreadPriority();
+        self->run();
+    }).detach();
     return true;
 }
 
@@ -241,7 +246,7 @@ bool MovieEncoder::enqueue(const SampleBuffer &frame)
     if (!isReadyForMoreFrames() || frame.imageBuffer().isNull())
         return false;
     ++m_framesInFlight;
-    post({Job::Kind::frame, frame, {}});
+    post({Job::Kind::frame, frame});
     return true;
 }
 
@@ -254,19 +259,22 @@ void MovieEncoder::post(Job job)
 
 void MovieEncoder::finish(std::function<void()> completion)
 {
-    bool running = false;
-    {
-        QMutexLocker lock(&m_mutex);
-        running = m_threadRunning && !m_finishRequested;
-    }
-    if (!running || m_finishRequested.exchange(true)) {
-        // Not writing (never started, failed, already finishing): nothing to
-        // drain, but the caller still hears back.
+    QMutexLocker lock(&m_mutex);
+    if (m_threadRunning) {
+        // Every caller hears back once the file is closed, including those
+        // that ask while a finish is already under way.
         if (completion)
-            completion();
+            m_finishCompletions.push_back(std::move(completion));
+        if (!m_finishRequested.exchange(true)) {
+            m_jobs.push_back({Job::Kind::finish, {}});
+            m_wake.wakeOne();
+        }
         return;
     }
-    post({Job::Kind::finish, {}, std::move(completion)});
+    lock.unlock();
+    // Not writing (never started, or already done): nothing to drain.
+    if (completion)
+        completion();
 }
 
 void MovieEncoder::cancel()
@@ -274,7 +282,7 @@ void MovieEncoder::cancel()
     m_finishRequested = true;
     QMutexLocker lock(&m_mutex);
     if (m_threadRunning) {
-        m_jobs.push_front({Job::Kind::cancel, {}, {}});
+        m_jobs.push_front({Job::Kind::cancel, {}});
         m_wake.wakeOne();
     } else if (m_status == AssetWriterStatus::unknown) {
         m_status = AssetWriterStatus::cancelled;
@@ -286,7 +294,7 @@ void MovieEncoder::abandon()
     QMutexLocker lock(&m_mutex);
     if (m_threadRunning && !m_finishRequested) {
         m_finishRequested = true;
-        m_jobs.push_back({Job::Kind::abandon, {}, {}});
+        m_jobs.push_back({Job::Kind::abandon, {}});
         m_wake.wakeOne();
     }
 }
@@ -319,13 +327,15 @@ void MovieEncoder::run()
             closeFile(false);
             break;
         }
+        std::vector<std::function<void()>> completions;
         {
             QMutexLocker lock(&m_mutex);
             m_threadRunning = false;
             m_jobs.clear();
+            completions.swap(m_finishCompletions);
         }
-        if (job.completion)
-            job.completion();
+        for (const auto &completion : completions)
+            completion();
         return;
     }
 }

@@ -15,6 +15,7 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 struct AVPacket;
 
@@ -54,7 +55,6 @@ private:
     struct Job {
         enum class Kind { frame, finish, cancel, abandon } kind;
         SampleBuffer frame;
-        std::function<void()> completion;
     };
     struct Codec;
 
@@ -75,6 +75,7 @@ private:
     mutable QMutex m_mutex; // guards the members below
     QWaitCondition m_wake;
     std::deque<Job> m_jobs;
+    std::vector<std::function<void()>> m_finishCompletions;
     std::optional<MediaError> m_error;
     MediaTime m_sessionStart;
     bool m_threadRunning = false;

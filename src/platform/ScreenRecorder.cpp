@@ -2,6 +2,7 @@
 
 #include "platform/Application.h"
 #include "platform/Dispatch.h"
+#include "platform/ThreadPriority.h"
 
 #include <QApplication>
 #include <QBackingStore>
@@ -28,6 +29,8 @@ ScreenRecorder::ScreenRecorder(QObject *parent) : QObject(parent)
     m_recorderContext = new QObject; // owned here, deleted after the thread ends
     m_recorderContext->moveToThread(&m_thread);
     m_thread.start();
+    // The encoder opens (and starts its workers) on this thread.
+    post([] { lowerCurrentThreadPriority(); });
     if (auto *app = qobject_cast<QGuiApplication *>(QCoreApplication::instance())) {
         connect(app, &QGuiApplication::focusWindowChanged, this,
                 &ScreenRecorder::followKeyWindow, Qt::QueuedConnection);
@@ -179,6 +182,15 @@ void ScreenRecorder::attach(QWidget *window)
     detach();
     m_window = window;
     window->installEventFilter(this);
+    // Widgets drawn by the GPU are composed at flush time and are missing
+    // from the painted image; such windows are rendered for each frame.
+    m_renderEachFrame = false;
+    for (const QWidget *child : window->findChildren<QWidget *>()) {
+        if (child->inherits("QOpenGLWidget") || child->inherits("QQuickWidget")) {
+            m_renderEachFrame = true;
+            break;
+        }
+    }
 }
 
 void ScreenRecorder::detach()
@@ -234,7 +246,7 @@ void ScreenRecorder::grabFrame()
     }
     QImage frame;
     QBackingStore *store = m_window->backingStore();
-    QPaintDevice *device = store ? store->paintDevice() : nullptr;
+    QPaintDevice *device = store && !m_renderEachFrame ? store->paintDevice() : nullptr;
     if (device && device->devType() == QInternal::Image) {
         // What the window painted last, without painting it again.
         const auto *painted = static_cast<const QImage *>(device);

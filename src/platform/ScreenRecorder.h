@@ -116,6 +116,7 @@ private:
     // GUI thread only.
     QPointer<QWidget> m_window;
     bool m_grabScheduled = false;
+    bool m_renderEachFrame = false;
     FramePool m_pool{kMaxFramesInFlight + 4};
     std::optional<ErrorCode> m_startFailure;
 

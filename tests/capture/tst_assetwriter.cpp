@@ -175,9 +175,9 @@ void TestAssetWriter::fullDiskFailsTheWriter()
     QVERIFY(w.writer->startWriting());
     w.writer->startSession(MediaTime{0, 1000});
     for (int i = 0; i < 200 && w.writer->status() == AssetWriter::Status::writing; ++i) {
-        QTest::qWaitFor([&] { return w.input->isReadyForMoreMediaData()
-                                     || w.writer->status() != AssetWriter::Status::writing; },
-                        5000);
+        QVERIFY(QTest::qWaitFor([&] { return w.input->isReadyForMoreMediaData()
+                                             || w.writer->status() != AssetWriter::Status::writing; },
+                                5000));
         w.input->append(SampleBuffer(noiseFrame({320, 240}), MediaTime{i * 33, 1000}));
     }
     QTRY_COMPARE_WITH_TIMEOUT(w.writer->status(), AssetWriter::Status::failed, 10000);
