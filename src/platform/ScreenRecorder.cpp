@@ -10,7 +10,19 @@
 #include <QEvent>
 #include <QWindow>
 
+#include <time.h>
+
 namespace tessivo {
+namespace {
+
+qint64 threadCpuNanoseconds()
+{
+    timespec now{};
+    clock_gettime(CLOCK_THREAD_CPUTIME_ID, &now);
+    return qint64(now.tv_sec) * 1000000000 + now.tv_nsec;
+}
+
+} // namespace
 
 ScreenRecorder &ScreenRecorder::shared()
 {
@@ -239,6 +251,7 @@ void ScreenRecorder::grabFrame()
         return;
     QElapsedTimer timer;
     timer.start();
+    const qint64 cpuStart = threadCpuNanoseconds();
     if (m_framesInFlight.load() >= kMaxFramesInFlight) {
         QMutexLocker lock(&m_statsMutex);
         ++m_stats.framesDropped;
@@ -266,7 +279,8 @@ void ScreenRecorder::grabFrame()
     });
     QMutexLocker lock(&m_statsMutex);
     ++m_stats.framesCaptured;
-    m_stats.guiNanoseconds += timer.nsecsElapsed();
+    m_stats.guiWallNanoseconds += timer.nsecsElapsed();
+    m_stats.guiCpuNanoseconds += threadCpuNanoseconds() - cpuStart;
 }
 
 void ScreenRecorder::deliver(quint64 generation, const SampleBuffer &sample, SampleBufferType type)

@@ -75,8 +75,10 @@ public:
         quint64 framesCaptured = 0;
         /// Repaints not captured because the recorder thread was behind.
         quint64 framesDropped = 0;
-        /// GUI-thread time spent taking frames.
-        qint64 guiNanoseconds = 0;
+        /// GUI-thread CPU time spent taking frames, and the wall time it
+        /// took (longer when other threads or processes hold the CPU).
+        qint64 guiCpuNanoseconds = 0;
+        qint64 guiWallNanoseconds = 0;
     };
     Statistics statistics() const;
 
