@@ -67,6 +67,11 @@ QString ScreenRecorder::errorDomain()
     return QStringLiteral("ScreenRecorderErrorDomain");
 }
 
+QString ScreenRecorder::noWindowDescription()
+{
+    return QStringLiteral("There is no window to record");
+}
+
 MediaError ScreenRecorder::makeError(ErrorCode code, const QString &description)
 {
     QString text = description;
@@ -79,7 +84,7 @@ MediaError ScreenRecorder::makeError(ErrorCode code, const QString &description)
             text = QStringLiteral("Screen recording is disabled");
             break;
         case ErrorCode::failedToStart:
-            text = QStringLiteral("Screen recording failed to start");
+            text = noWindowDescription();
             break;
         case ErrorCode::insufficientStorage:
             text = QStringLiteral("There is not enough storage to record the screen");
@@ -152,8 +157,7 @@ void ScreenRecorder::startOnGuiThread(SampleHandler handler, Completion completi
     }
     QWidget *window = Application::keyWindow();
     if (!window) {
-        return finish(makeError(ErrorCode::failedToStart,
-                                QStringLiteral("There is no window to record")));
+        return finish(makeError(ErrorCode::failedToStart, noWindowDescription()));
     }
     {
         QMutexLocker lock(&m_deliveryMutex);

@@ -83,10 +83,13 @@ public:
     Statistics statistics() const;
 
     static QString errorDomain();
+    /// The description of failedToStart when there is no key window.
+    static QString noWindowDescription();
     static MediaError makeError(ErrorCode code, const QString &description = QString());
 
     // Test hooks ------------------------------------------------------------
-    /// Every start fails with `code` until cleared with nullopt.
+    /// Every start fails with `code` until cleared with nullopt; failedToStart
+    /// gives the same error as a start without a key window.
     void setStartFailureForTesting(std::optional<ErrorCode> code);
     /// Delivers `sample` through the recorder thread to the running capture.
     void deliverSampleForTesting(const SampleBuffer &sample, SampleBufferType type);

@@ -296,7 +296,8 @@ void TestCaptureManager::startFailuresCarryTheirCodes()
         QWidget window;
         window.resize(100, 100);
         QVERIFY(showAsKeyWindow(window));
-        for (auto code : {ScreenRecorder::ErrorCode::userDeclined, ScreenRecorder::ErrorCode::contentResize}) {
+        for (auto code : {ScreenRecorder::ErrorCode::userDeclined, ScreenRecorder::ErrorCode::contentResize,
+                          ScreenRecorder::ErrorCode::failedToStart}) {
             recorder.setStartFailureForTesting(code);
             const auto result = startAndWait(manager);
             QVERIFY(result && *result);
@@ -311,7 +312,7 @@ void TestCaptureManager::startFailuresCarryTheirCodes()
     const auto result = startAndWait(manager);
     QVERIFY(result && *result);
     QCOMPARE((*result)->code, -5803);
-    QVERIFY((*result)->localizedDescription.contains("no window"));
+    QCOMPARE((*result)->localizedDescription, ScreenRecorder::noWindowDescription());
     QVERIFY(!console.contains("Screen capture started successfully"));
 }
 
