@@ -1,5 +1,6 @@
 #include "platform/MovieEncoder.h"
 
+#include "platform/FrameConverter.h"
 #include "platform/ThreadPriority.h"
 
 #include <QFile>
@@ -10,11 +11,9 @@ extern "C" {
 #include <libavformat/avformat.h>
 #include <libavutil/imgutils.h>
 #include <libavutil/opt.h>
-#include <libswscale/swscale.h>
 }
 
 #include <algorithm>
-#include <cstring>
 #include <mutex>
 #include <thread>
 
@@ -33,44 +32,6 @@ QString averrorText(int averror)
     return QString::fromUtf8(text);
 }
 
-/// The FFmpeg layout of a QImage's pixels; AV_PIX_FMT_NONE when the image
-/// must be converted first.
-AVPixelFormat pixelFormatOf(QImage::Format format)
-{
-    switch (format) {
-    case QImage::Format_RGB32:
-    case QImage::Format_ARGB32:
-    case QImage::Format_ARGB32_Premultiplied:
-        return Q_BYTE_ORDER == Q_LITTLE_ENDIAN ? AV_PIX_FMT_BGRA : AV_PIX_FMT_ARGB;
-    case QImage::Format_RGBX8888:
-    case QImage::Format_RGBA8888:
-    case QImage::Format_RGBA8888_Premultiplied:
-        return AV_PIX_FMT_RGBA;
-    case QImage::Format_RGB888:
-        return AV_PIX_FMT_RGB24;
-    case QImage::Format_BGR888:
-        return AV_PIX_FMT_BGR24;
-    case QImage::Format_RGB16:
-        return AV_PIX_FMT_RGB565;
-    default:
-        return AV_PIX_FMT_NONE;
-    }
-}
-
-/// Where a source of `source` size lands in a `target` frame: scaled to fit,
-/// centred, on even coordinates so that the chroma planes line up.
-QRect fitRect(QSize source, QSize target)
-{
-    if (source == target)
-        return QRect(QPoint(0, 0), target);
-    const QSize fitted = source.scaled(target, Qt::KeepAspectRatio);
-    const int w = std::max(2, fitted.width() & ~1);
-    const int h = std::max(2, fitted.height() & ~1);
-    const int x = ((target.width() - w) / 2) & ~1;
-    const int y = ((target.height() - h) / 2) & ~1;
-    return QRect(x, y, w, h);
-}
-
 } // namespace
 
 struct MovieEncoder::Codec {
@@ -79,11 +40,8 @@ struct MovieEncoder::Codec {
     AVStream *stream = nullptr;
     AVFrame *frame = nullptr;
     AVPacket *packet = nullptr;
-    SwsContext *scaler = nullptr;
+    std::unique_ptr<FrameConverter> converter;
     QSize size;
-    QRect lastTarget;
-    QSize sourceSize;
-    AVPixelFormat sourceFormat = AV_PIX_FMT_NONE;
     qint64 lastPts = -1;
     qint64 lastKeyPts = -1;
     qint64 lastIntervalTicks = kDefaultFrameTicks;
@@ -93,7 +51,6 @@ struct MovieEncoder::Codec {
 
     ~Codec()
     {
-        sws_freeContext(scaler);
         av_packet_free(&packet);
         av_packet_free(&heldPacket);
         av_frame_free(&frame);
@@ -210,6 +167,7 @@ bool MovieEncoder::start(int width, int height, bool realTime)
     codec->frame->width = width;
     codec->frame->height = height;
     codec->packet = av_packet_alloc();
+    codec->converter = std::make_unique<FrameConverter>(codec->size);
     ret = av_frame_get_buffer(codec->frame, 0);
     if (ret < 0) {
         fail({kDomain, ret, QStringLiteral("Out of memory for frames")});
@@ -351,55 +309,16 @@ void MovieEncoder::encode(const SampleBuffer &buffer)
     if (!sessionStart.isValid() || buffer.presentationTimeStamp() < sessionStart)
         return; // before the session: not part of the movie
 
-    QImage image = buffer.imageBuffer();
-    AVPixelFormat sourceFormat = pixelFormatOf(image.format());
-    if (sourceFormat == AV_PIX_FMT_NONE) {
-        image = image.convertToFormat(QImage::Format_RGB32);
-        sourceFormat = pixelFormatOf(image.format());
-    }
-    const QRect target = fitRect(image.size(), c.size);
-    if (!c.scaler || image.size() != c.sourceSize || sourceFormat != c.sourceFormat
-        || target != c.lastTarget) {
-        sws_freeContext(c.scaler);
-        // Same size: colour conversion only, where the fast path costs a
-        // fifth less CPU per frame; otherwise a proper scaling filter.
-        const int flags = target.size() == image.size() ? SWS_FAST_BILINEAR : SWS_BILINEAR;
-        c.scaler = sws_getContext(image.width(), image.height(), sourceFormat, target.width(),
-                                  target.height(), AV_PIX_FMT_YUV420P, flags, nullptr, nullptr,
-                                  nullptr);
-        if (!c.scaler) {
-            failWith(AVERROR(EINVAL), QStringLiteral("Cannot convert frames of this format"));
-            return;
-        }
-        sws_setColorspaceDetails(c.scaler, sws_getCoefficients(SWS_CS_DEFAULT), 1,
-                                 sws_getCoefficients(SWS_CS_ITU709), 0, 0, 1 << 16, 1 << 16);
-        c.sourceSize = image.size();
-        c.sourceFormat = sourceFormat;
-        c.lastTarget = target;
-    }
-
     AVFrame *frame = c.frame;
     int ret = av_frame_make_writable(frame);
     if (ret < 0) {
         failWith(ret, QStringLiteral("Out of memory for frames"));
         return;
     }
-    if (target.size() != c.size) {
-        // Letterbox: black borders around the fitted picture.
-        for (int y = 0; y < c.size.height(); ++y)
-            memset(frame->data[0] + y * frame->linesize[0], 16, c.size.width());
-        for (int p = 1; p < 3; ++p) {
-            for (int y = 0; y < c.size.height() / 2; ++y)
-                memset(frame->data[p] + y * frame->linesize[p], 128, c.size.width() / 2);
-        }
+    if (!c.converter->convert(buffer.imageBuffer(), frame)) {
+        failWith(AVERROR(EINVAL), QStringLiteral("Cannot convert frames of this format"));
+        return;
     }
-    uint8_t *dst[4] = {
-        frame->data[0] + target.y() * frame->linesize[0] + target.x(),
-        frame->data[1] + target.y() / 2 * frame->linesize[1] + target.x() / 2,
-        frame->data[2] + target.y() / 2 * frame->linesize[2] + target.x() / 2, nullptr};
-    const uint8_t *src[4] = {image.constBits(), nullptr, nullptr, nullptr};
-    const int srcStride[4] = {static_cast<int>(image.bytesPerLine()), 0, 0, 0};
-    sws_scale(c.scaler, src, srcStride, 0, image.height(), dst, frame->linesize);
 
     qint64 pts = (buffer.presentationTimeStamp() - sessionStart).convertScale(kTimeBase.den).value;
     if (pts <= c.lastPts)
