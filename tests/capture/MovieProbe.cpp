@@ -1,0 +1,67 @@
+#include "MovieProbe.h"
+
+#include <QJsonArray>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QProcess>
+
+namespace tessivo::test {
+namespace {
+
+QByteArray run(const QString &program, const QStringList &arguments)
+{
+    QProcess process;
+    process.start(program, arguments);
+    if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit
+        || process.exitCode() != 0)
+        return {};
+    return process.readAllStandardOutput();
+}
+
+} // namespace
+
+MovieInfo probeMovie(const QString &path)
+{
+    MovieInfo info;
+    const QJsonObject root =
+        QJsonDocument::fromJson(
+            run(QStringLiteral("ffprobe"),
+                {"-v", "error", "-select_streams", "v:0", "-count_frames", "-show_entries",
+                 "stream=codec_name,width,height,nb_read_frames:format=duration,format_name:"
+                 "packet=pts_time,flags",
+                 "-of", "json", path}))
+            .object();
+    const QJsonArray streams = root.value("streams").toArray();
+    if (streams.isEmpty())
+        return info;
+    const QJsonObject stream = streams.first().toObject();
+    const QJsonObject format = root.value("format").toObject();
+    info.valid = true;
+    info.formatName = format.value("format_name").toString();
+    info.duration = format.value("duration").toString().toDouble();
+    info.codecName = stream.value("codec_name").toString();
+    info.width = stream.value("width").toInt();
+    info.height = stream.value("height").toInt();
+    info.frameCount = stream.value("nb_read_frames").toString().toInt();
+    for (const QJsonValue &packet : root.value("packets").toArray()) {
+        const QJsonObject p = packet.toObject();
+        if (p.value("flags").toString().startsWith(QLatin1Char('K')))
+            info.keyframeTimes.append(p.value("pts_time").toString().toDouble());
+    }
+    return info;
+}
+
+QImage movieFrame(const QString &path, int index, int width, int height)
+{
+    const QByteArray raw = run(
+        QStringLiteral("ffmpeg"),
+        {"-v", "error", "-i", path, "-vf", QStringLiteral("select=eq(n\\,%1)").arg(index),
+         "-vframes", "1", "-f", "rawvideo", "-pix_fmt", "rgb24", "-"});
+    if (raw.size() != width * height * 3)
+        return {};
+    QImage image(reinterpret_cast<const uchar *>(raw.constData()), width, height, width * 3,
+                 QImage::Format_RGB888);
+    return image.copy();
+}
+
+} // namespace tessivo::test
