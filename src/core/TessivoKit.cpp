@@ -19,6 +19,10 @@ TessivoKit::TessivoKit()
 {
     m_captureManager = new CaptureMananger(this);
     m_fourFingersGesture = new SwipeGestureRecognizer(this);
+    // A recording that stops by itself (the disk filled, a restart after a
+    // segment failed) is no longer running.
+    connect(m_captureManager, &CaptureMananger::captureInterrupted, this,
+            [this](const MediaError &) { isRecording = false; });
 }
 
 TessivoKit::~TessivoKit() = default;

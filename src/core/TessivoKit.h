@@ -4,6 +4,7 @@
 #include "core/Configs.h"
 #include "core/ShareMethod.h"
 #include "platform/GestureRecognizer.h"
+#include "platform/MediaError.h"
 #include "platform/SwipeGestureRecognizer.h"
 #include "tessivo_export.h"
 
@@ -13,6 +14,7 @@
 #include <QPointer>
 #include <QString>
 
+#include <atomic>
 #include <memory>
 #include <optional>
 
@@ -48,12 +50,24 @@ public:
     /// Starts the background recording when the tester allowed it and none
     /// runs (also after a session's screens close).
     void startRecordingProcedure();
+    /// Stops a running recording; the capture manager finishes its files.
+    void stopProcedure();
+
+    /// Asks the tester to allow recording ("Enable video recording").
+    void presentPermissionAlert();
+    /// Says that the recording holds nothing yet.
+    void presentNoActivityAlert();
+
+    /// Observers of the application's background and foreground.
+    void appMovedToBackground();
+    void appMovedToForeground();
 
     /// The action of the four-finger recogniser.
     Q_INVOKABLE void swipeGesture(tessivo::GestureRecognizer *gesture);
 
     // Session state ---------------------------------------------------------
-    bool isRecording = false;
+    /// Written by the recorder's stop handler on its own thread.
+    std::atomic<bool> isRecording{false};
     CaptureMananger *captureManager() const { return m_captureManager; }
     QPointF initialIndicatorPosition;
     SwipeGestureRecognizer *fourFingersGesture() const { return m_fourFingersGesture.data(); }
@@ -77,7 +91,8 @@ private:
     void installFourFingersGesture();
     void runTriggerProcedure();
     void openProcedure();
-    void stopProcedure();
+    void startCapture();
+    void captureStarted(std::optional<MediaError> error);
 
     CaptureMananger *m_captureManager = nullptr;
     QPointer<SwipeGestureRecognizer> m_fourFingersGesture;
