@@ -12,6 +12,9 @@
 #include "ui_NoteEditorViewController.h"
 
 #include <QPainter>
+#include <QResizeEvent>
+
+#include <algorithm>
 #include <QPropertyAnimation>
 
 namespace tessivo {
@@ -19,6 +22,7 @@ namespace {
 
 const QString kKind = QStringLiteral("Note");
 const QString kFileName = QStringLiteral("note.png");
+constexpr int kMaximumContentWidth = 720;
 
 QColor backgroundFor(Appearance appearance)
 {
@@ -92,7 +96,20 @@ void NoteEditorViewController::applyColors()
     const Appearance appearance = appearanceOf(this);
     Layer::of(m_metadataView)->setBackgroundColor(cardColorFor(appearance));
     Layer::of(m_ui->keyboardBackgroundView)->setBackgroundColor(cardColorFor(appearance));
+    const bool dark = appearance == Appearance::dark;
+    m_ui->titleLabel->setStyleSheet(QStringLiteral("color: %1; font-size: 20pt; font-weight: bold;")
+                                        .arg(dark ? QStringLiteral("#FFFFFF") : QStringLiteral("#000000")));
+    m_ui->captionLabel->setStyleSheet(QStringLiteral("color: %1; font-size: 10.5pt;")
+                                          .arg(dark ? QStringLiteral("#AEAEB2") : QStringLiteral("#636366")));
     update();
+}
+
+void NoteEditorViewController::resizeEvent(QResizeEvent *event)
+{
+    EditorViewController::resizeEvent(event);
+    // On wide screens the card and the panels keep a readable width.
+    const int side = std::max(0, (width() - kMaximumContentWidth) / 2);
+    m_ui->contentLayout->setContentsMargins(side, 0, side, 0);
 }
 
 void NoteEditorViewController::paintEvent(QPaintEvent *)

@@ -67,6 +67,7 @@ protected:
     void keyboardWillShow(const KeyboardNotification &notification) override;
     void keyboardWillHide(const KeyboardNotification &notification) override;
     void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
 
 private:
     void showCardAndBar();
