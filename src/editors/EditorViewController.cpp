@@ -239,6 +239,12 @@ void EditorViewController::sendFeedback(const std::optional<QImage> &image, cons
             self->metadata.author = typedName;
             self->syncSelectedNoteTypes();
             UserDefaults::standard().setString(typedName, kNoteAuthorKey);
+            // An open note panel shows the name, or committing it would
+            // bring back the empty one.
+            if (isShownIn(self->m_noteView, self)) {
+                self->m_noteView->setMetadata(self->metadata);
+                self->m_noteView->fillFields();
+            }
         } else {
             UserDefaults::standard().setString(generated, kAnonymousAuthorKey);
         }
