@@ -43,7 +43,7 @@ public:
         if (m_finished)
             return;
         m_finished = true;
-        delete m_watchdog;
+        dropWatchdog();
         if (m_context && m_outcome)
             m_outcome(succeeded);
     }
@@ -51,14 +51,15 @@ public:
     /// Arms the watchdog for the next step (replacing the previous one).
     void armWatchdog(const QString &step)
     {
-        delete m_watchdog;
+        dropWatchdog();
         if (!m_context)
             return;
         m_watchdog = new QTimer(m_context);
         m_watchdog->setSingleShot(true);
-        std::weak_ptr<Attempt> weak = shared_from_this();
-        QObject::connect(m_watchdog, &QTimer::timeout, m_context, [weak, step] {
-            if (auto self = weak.lock(); self && !self->isFinished()) {
+        // The watchdog keeps the attempt alive: a client that never calls
+        // back drops its completion, and with it every other reference.
+        QObject::connect(m_watchdog, &QTimer::timeout, m_context, [self = shared_from_this(), step] {
+            if (!self->isFinished()) {
                 consolePrint(step + QStringLiteral(" got no answer in time"));
                 self->finish(false);
             }
@@ -76,6 +77,16 @@ public:
     }
 
 private:
+    // Later, not now: this may run inside the timer's own signal.
+    void dropWatchdog()
+    {
+        if (m_watchdog) {
+            m_watchdog->stop();
+            m_watchdog->deleteLater();
+        }
+        m_watchdog.clear();
+    }
+
     QPointer<QObject> m_context;
     ReportDelivery::Outcome m_outcome;
     QPointer<QTimer> m_watchdog;
