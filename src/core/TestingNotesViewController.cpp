@@ -8,6 +8,9 @@
 #include "ui_TestingNotesViewController.h"
 
 #include <QAbstractTextDocumentLayout>
+#include <QCoreApplication>
+
+#include <cmath>
 #include <QPushButton>
 #include <QScrollBar>
 #include <QTextDocument>
@@ -80,8 +83,10 @@ void TestingNotesViewController::viewWillAppear(bool animated)
     notes->setVisible(!TessivoKit::shared().testingNotes.isEmpty());
     if (QWidget *root = window(); root && root != this)
         resize(root->size());
+    // Lay everything out now, so that the text view has its real width.
     if (layout())
         layout()->activate();
+    QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
 
     // The height the notes need at the text view's width.
     const qreal margin = notes->document()->documentMargin();
@@ -91,7 +96,10 @@ void TestingNotesViewController::viewWillAppear(bool animated)
     measure.setPlainText(notes->toPlainText());
     measure.setTextWidth(std::max<qreal>(1, notes->viewport()->width() - 2 * margin));
     const qreal needed = measure.size().height() + 2 * margin;
-    setNotesScrollEnabled(needed > height() * 0.2);
+    const bool scrolls = needed > height() * 0.2;
+    setNotesScrollEnabled(scrolls);
+    // Short notes show whole; long ones get a window of their own to scroll.
+    notes->setFixedHeight(static_cast<int>(std::ceil(scrolls ? std::min(needed, height() * 0.45) : needed)));
 }
 
 void TestingNotesViewController::setNotesScrollEnabled(bool enabled)

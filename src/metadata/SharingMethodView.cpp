@@ -1,5 +1,6 @@
 #include "metadata/SharingMethodView.h"
 
+#include "core/TessivoKit.h"
 #include "platform/Bundle.h"
 #include "platform/ContentView.h"
 
@@ -40,7 +41,14 @@ SharingMethodView::SharingMethodView(QWidget *parent) : QWidget(parent)
     Layer::of(m_textLabel)->setBackgroundColor(kPromptBackground);
     m_textLabel->setText(QStringLiteral("Choose an option to share data"));
     m_selectedOption.reset();
-    styleButton(m_mondayButton, "sharingMonday");
+    // The tracker route is monday, or Trello when the host's configuration
+    // names Trello: that is the one way a report reaches a Trello list.
+    const auto &configs = TessivoKit::shared().optionalConfigs;
+    m_trackerMethod = configs && configs->shareMethod() == ShareMethod::trello ? ShareMethod::trello
+                                                                              : ShareMethod::monday;
+    if (m_trackerMethod == ShareMethod::trello)
+        m_mondayButton->setText(QStringLiteral("Trello"));
+    styleButton(m_mondayButton, m_trackerMethod == ShareMethod::trello ? "sharingTrello" : "sharingMonday");
     styleButton(m_otherButton, "sharingOther");
 
     connect(m_mondayButton, &QPushButton::clicked, this, &SharingMethodView::mondayButtonAction);
@@ -54,7 +62,7 @@ void SharingMethodView::setShareFunctionFromController(std::function<void()> fun
 
 void SharingMethodView::mondayButtonAction()
 {
-    pick(ShareMethod::monday);
+    pick(m_trackerMethod);
 }
 
 void SharingMethodView::otherButtonAction()

@@ -35,6 +35,7 @@ public:
     QPushButton *otherButton() const { return m_otherButton; }
 
 public Q_SLOTS:
+    /// Picks monday, or Trello when the host's configuration names Trello.
     void mondayButtonAction();
     void otherButtonAction();
 
@@ -47,6 +48,7 @@ private:
     std::function<void()> m_shareFunctionFromController;
     QPointer<QPushButton> m_mondayButton;
     QPointer<QPushButton> m_otherButton;
+    ShareMethod m_trackerMethod = ShareMethod::monday;
 };
 
 } // namespace tessivo

@@ -1,4 +1,5 @@
 #include "metadata/ActivityIndicatorView.h"
+#include "core/TessivoKit.h"
 #include "metadata/SharingMethodView.h"
 #include "platform/Appearance.h"
 #include "platform/Layer.h"
@@ -33,6 +34,24 @@ private slots:
         QTest::mouseClick(view.otherButton(), Qt::LeftButton);
         QCOMPARE(seen, (QList<std::optional<ShareMethod>>{ShareMethod::monday, ShareMethod::monday,
                                                            ShareMethod::shareSheet}));
+    }
+
+    void aTrelloConfigurationMakesTheTrackerButtonTrello()
+    {
+        auto trello = std::make_shared<TrelloConfigs>("list", "key", "token");
+        trello->setShareMethod(ShareMethod::trello);
+        TessivoKit::shared().optionalConfigs = trello;
+        SharingMethodView toTrello;
+        toTrello.mondayButtonAction();
+        QCOMPARE(toTrello.selectedOption(), std::optional(ShareMethod::trello));
+        QCOMPARE(toTrello.mondayButton()->text(), QString("Trello"));
+
+        // Trello credentials left at their monday default keep monday.
+        TessivoKit::shared().optionalConfigs = std::make_shared<TrelloConfigs>("list", "key", "token");
+        SharingMethodView toMonday;
+        toMonday.mondayButtonAction();
+        QCOMPARE(toMonday.selectedOption(), std::optional(ShareMethod::monday));
+        TessivoKit::shared().optionalConfigs.reset();
     }
 
     void overlayCardAndSpinnerFollowAppearance()
