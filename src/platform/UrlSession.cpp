@@ -84,6 +84,25 @@ std::optional<QByteArray> UrlRequest::value(const QByteArray &headerField) const
     return std::nullopt;
 }
 
+QString UrlError::description() const
+{
+    return QStringLiteral("Error Domain=URLErrorDomain Code=%1 \"%2\"")
+        .arg(code)
+        .arg(localizedDescription);
+}
+
+QString taskResultDescription(const std::optional<QByteArray> &data,
+                              const std::optional<UrlResponse> &response,
+                              const std::optional<UrlError> &error)
+{
+    const QString nil = QStringLiteral("nil");
+    const QString dataText = data ? QStringLiteral("Optional(%1 bytes)").arg(data->size()) : nil;
+    const QString responseText =
+        response ? QStringLiteral("Optional(%1)").arg(response->description()) : nil;
+    const QString errorText = error ? QStringLiteral("Optional(%1)").arg(error->description()) : nil;
+    return dataText + QLatin1Char(' ') + responseText + QLatin1Char(' ') + errorText;
+}
+
 QString UrlResponse::description() const
 {
     return QStringLiteral("<HTTPURLResponse URL: %1 status: %2>")
@@ -92,35 +111,57 @@ QString UrlResponse::description() const
 }
 
 struct UrlSession::Private {
-    QThread thread;
+    QThread ownThread;                   // the shared session's network thread
+    QThread *thread = nullptr;           // the thread completions run on
+    bool isShared = false;
     QObject *context = nullptr;          // lives on the network thread
     QNetworkAccessManager *manager = nullptr; // made on the network thread
 };
 
 UrlSession &UrlSession::shared()
 {
-    static UrlSession session;
+    static UrlSession session{SharedTag{}};
     return session;
 }
 
-UrlSession::UrlSession() : d(std::make_unique<Private>())
+std::shared_ptr<UrlSession> UrlSession::makeSession()
 {
-    d->thread.setObjectName(QStringLiteral("tessivo.network"));
+    return std::shared_ptr<UrlSession>(new UrlSession(MadeTag{}));
+}
+
+UrlSession::UrlSession(SharedTag) : d(std::make_unique<Private>())
+{
+    d->isShared = true;
+    d->thread = &d->ownThread;
+    d->ownThread.setObjectName(QStringLiteral("tessivo.network"));
     d->context = new QObject;
-    d->context->moveToThread(&d->thread);
-    QObject::connect(&d->thread, &QThread::finished, d->context, &QObject::deleteLater);
-    d->thread.start();
+    d->context->moveToThread(&d->ownThread);
+    QObject::connect(&d->ownThread, &QThread::finished, d->context, &QObject::deleteLater);
+    d->ownThread.start();
+}
+
+UrlSession::UrlSession(MadeTag) : d(std::make_unique<Private>())
+{
+    d->thread = shared().thread();
+    d->context = new QObject;
+    d->context->moveToThread(d->thread);
 }
 
 UrlSession::~UrlSession()
 {
-    d->thread.quit();
-    d->thread.wait(2000);
+    if (d->isShared) {
+        d->ownThread.quit();
+        d->ownThread.wait(2000);
+        return;
+    }
+    // The context owns this session's access manager; it goes on its own
+    // thread (deleteLater is safe from any thread).
+    d->context->deleteLater();
 }
 
 QThread *UrlSession::thread() const
 {
-    return &d->thread;
+    return d->thread;
 }
 
 void UrlSession::uploadTask(const UrlRequest &request, const QByteArray &body,
@@ -134,7 +175,10 @@ void UrlSession::uploadTask(const UrlRequest &request, const QByteArray &body,
 void UrlSession::dataTask(const UrlRequest &request, DataTaskCompletion completion)
 {
     Private *p = d.get();
-    QMetaObject::invokeMethod(p->context, [p, request, completion = std::move(completion)]() {
+    // A made session is kept alive by its tasks in flight (the shared one
+    // lives for the process).
+    std::shared_ptr<UrlSession> keepAlive = weak_from_this().lock();
+    QMetaObject::invokeMethod(p->context, [p, keepAlive, request, completion = std::move(completion)]() {
         if (!p->manager)
             p->manager = new QNetworkAccessManager(p->context);
 
@@ -152,7 +196,7 @@ void UrlSession::dataTask(const UrlRequest &request, DataTaskCompletion completi
         QNetworkReply *reply = request.httpBody
             ? p->manager->sendCustomRequest(qt, request.httpMethod, *request.httpBody)
             : p->manager->sendCustomRequest(qt, request.httpMethod);
-        QObject::connect(reply, &QNetworkReply::finished, reply, [reply, completion]() {
+        QObject::connect(reply, &QNetworkReply::finished, reply, [reply, keepAlive, completion]() {
             reply->deleteLater();
             const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
             if (status.isValid()) {

@@ -60,17 +60,34 @@ struct TESSIVO_EXPORT UrlResponse {
 struct TESSIVO_EXPORT UrlError {
     int code = -1; // the platform's URL error codes (-1001 timed out, ...)
     QString localizedDescription;
+    /// The error's default textual form, for example
+    /// `Error Domain=URLErrorDomain Code=-1004 "Could not connect to the
+    /// server."`. It never holds the request's URL (which may carry
+    /// credentials in its query).
+    QString description() const;
 };
+
+/// The default textual form of a task's three results, separated by single
+/// spaces: "Optional(12 bytes)" or "nil", "Optional(<HTTPURLResponse ...>)"
+/// or "nil", "Optional(Error Domain=...)" or "nil".
+TESSIVO_EXPORT QString taskResultDescription(const std::optional<QByteArray> &data,
+                                             const std::optional<UrlResponse> &response,
+                                             const std::optional<UrlError> &error);
 
 using DataTaskCompletion = std::function<void(std::optional<QByteArray> data,
                                               std::optional<UrlResponse> response,
                                               std::optional<UrlError> error)>;
 
-class TESSIVO_EXPORT UrlSession
+class TESSIVO_EXPORT UrlSession : public std::enable_shared_from_this<UrlSession>
 {
 public:
     /// The shared session; its network thread starts on first use.
     static UrlSession &shared();
+    /// A new session with the default configuration (its own connections,
+    /// cookies and cache), like a session made per upload. Its completions
+    /// run on the shared session's network thread. A session stays alive
+    /// until its tasks have completed, even when the caller drops it.
+    static std::shared_ptr<UrlSession> makeSession();
     ~UrlSession();
 
     /// Sends the request; the completion runs once, on the network thread.
@@ -84,7 +101,10 @@ public:
     QThread *thread() const;
 
 private:
-    UrlSession();
+    struct SharedTag {};
+    struct MadeTag {};
+    explicit UrlSession(SharedTag);
+    explicit UrlSession(MadeTag);
     struct Private;
     std::unique_ptr<Private> d;
 };

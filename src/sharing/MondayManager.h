@@ -3,8 +3,11 @@
 // host's bundle identifier.
 #pragma once
 
+#include "platform/UrlSession.h"
 #include "tessivo_export.h"
 
+#include <QByteArray>
+#include <QHash>
 #include <QString>
 
 #include <functional>
@@ -38,8 +41,34 @@ public:
     static void fetchProductId(const QString &bundleIdentifier,
                                std::function<void(std::optional<QString>)> completion);
 
+    /// Creates the item `itemName` on the product's board through the relay.
+    /// The completion runs on the network thread with the item's id or with
+    /// nothing. Without a product id yet, or when the URL is invalid, nothing
+    /// is sent and the completion never runs.
+    static void addItem(const QString &itemName,
+                        std::function<void(std::optional<QString>)> completion);
+
+    /// Uploads the report's PNG image ("UploadImage", "testFile.png",
+    /// 5-second time-out). The outcome is only logged.
+    static void uploadImage(const QByteArray &imageData);
+    /// Uploads the report's movie ("UploadVideo", "upload.mov", "video/mov",
+    /// 60-second time-out). The outcome is only logged.
+    static void uploadVideo(const QByteArray &videoData);
+
+    /// The multipart body: one part per parameter (in the hash's own
+    /// iteration order), then the file part, then the closing delimiter.
+    /// Throws std::runtime_error when a text piece cannot be encoded as
+    /// UTF-8 (it cannot happen for well-formed texts).
+    static QByteArray createBody(const QHash<QString, QString> &parameters,
+                                 const QString &boundary, const QByteArray &data,
+                                 const QString &mimeType, const QString &fieldName,
+                                 const QString &fileName);
+
 private:
     MondayManager() = default;
+    static void upload(const QByteArray &data, UrlRequestCachePolicy cachePolicy,
+                       double timeout, const QString &title, const QString &mimeType,
+                       const QString &fileName);
 };
 
 } // namespace tessivo
