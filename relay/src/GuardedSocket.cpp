@@ -1,0 +1,241 @@
+#include "GuardedSocket.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace relay {
+namespace {
+
+QPointer<GuardedSocket> &currentSocket()
+{
+    static QPointer<GuardedSocket> socket;
+    return socket;
+}
+
+QByteArray reasonPhrase(int status)
+{
+    switch (status) {
+    case 400: return "Bad Request";
+    case 408: return "Request Timeout";
+    case 411: return "Length Required";
+    case 413: return "Payload Too Large";
+    case 431: return "Request Header Fields Too Large";
+    default: return "Error";
+    }
+}
+
+} // namespace
+
+GuardedSocket::GuardedSocket(const ConnectionLimits &limits, RejectLog log, QObject *parent)
+    : QTcpSocket(parent), m_limits(limits), m_log(std::move(log))
+{
+    // Connected before QHttpServer connects its own slots, so these run
+    // first for every signal.
+    connect(this, &QTcpSocket::readyRead, &m_context, [this] { onReadyRead(); });
+    connect(this, &QTcpSocket::disconnected, &m_context, [this] { onDisconnected(); });
+    m_timer.setSingleShot(true);
+    connect(&m_timer, &QTimer::timeout, &m_context, [this] { onTimeout(); });
+    armTimer();
+}
+
+GuardedSocket *GuardedSocket::current()
+{
+    return currentSocket().data();
+}
+
+void GuardedSocket::beginResponse()
+{
+    ++m_pending;
+}
+
+void GuardedSocket::endResponse()
+{
+    if (m_pending > 0)
+        --m_pending;
+    if (m_pending == 0) {
+        if (m_closed)
+            deleteLater();
+        else
+            armTimer();
+    }
+}
+
+void GuardedSocket::armTimer()
+{
+    if (m_state == State::Rejected)
+        return;
+    const bool midRequest = m_state == State::Body || !m_head.isEmpty();
+    m_timer.start(midRequest ? m_limits.requestTimeoutMs : m_limits.idleTimeoutMs);
+}
+
+void GuardedSocket::onReadyRead()
+{
+    currentSocket() = this;
+    if (m_state == State::Rejected) {
+        // Drain what the client still sends after the refusal.
+        const QByteArray dropped = read(bytesAvailable());
+        m_drainLeft -= dropped.size();
+        if (m_drainLeft <= 0 && bytesToWrite() == 0)
+            disconnectFromHost();
+        return;
+    }
+    const QByteArray bytes = peek(bytesAvailable());
+    consume(bytes);
+}
+
+void GuardedSocket::consume(QByteArrayView bytes)
+{
+    qsizetype i = 0;
+    while (i < bytes.size() && m_state != State::Rejected) {
+        if (m_state == State::Body) {
+            const qint64 take = std::min<qint64>(m_bodyLeft, bytes.size() - i);
+            m_bodyLeft -= take;
+            i += take;
+            if (m_bodyLeft == 0) {
+                m_state = State::Head;
+                armTimer();
+            }
+            continue;
+        }
+        // Head: empty lines between requests are ignored.
+        if (m_head.isEmpty() && (bytes[i] == '\r' || bytes[i] == '\n')) {
+            ++i;
+            continue;
+        }
+        if (m_head.isEmpty()) {
+            m_requestClock.start();
+            m_timer.start(m_limits.requestTimeoutMs);
+        }
+        const qsizetype room = m_limits.maxHeaderBytes + 4 - m_head.size();
+        const qsizetype take = std::min<qsizetype>(room, bytes.size() - i);
+        const qsizetype before = m_head.size();
+        m_head.append(bytes.sliced(i, take));
+        const qsizetype end = m_head.indexOf("\r\n\r\n", std::max<qsizetype>(0, before - 3));
+        if (end < 0) {
+            if (m_head.size() > m_limits.maxHeaderBytes) {
+                reject(431, "the request line and headers are too large");
+                return;
+            }
+            i += take;
+            continue;
+        }
+        // The head ends inside this chunk: the rest belongs to the body.
+        i += (end + 4) - before;
+        m_head.truncate(end + 4);
+        if (!headComplete())
+            return;
+    }
+}
+
+bool GuardedSocket::headComplete()
+{
+    const QList<QByteArray> lines = m_head.split('\n');
+    const QList<QByteArray> requestLine = lines.value(0).trimmed().split(' ');
+    m_method = requestLine.value(0);
+    const QByteArray target = requestLine.value(1);
+    m_path = target.left(target.indexOf('?') < 0 ? target.size() : target.indexOf('?'));
+    if (m_path.size() > 200)
+        m_path = m_path.left(200) + "...";
+    qint64 length = 0;
+    bool sawLength = false;
+    bool chunked = false;
+    bool expectContinue = false;
+    for (int i = 1; i < lines.size(); ++i) {
+        const QByteArray line = lines.at(i).trimmed();
+        const qsizetype colon = line.indexOf(':');
+        if (colon <= 0)
+            continue;
+        const QByteArray name = line.left(colon).trimmed().toLower();
+        const QByteArray value = line.mid(colon + 1).trimmed();
+        if (name == "content-length") {
+            bool ok = false;
+            const qint64 n = value.toLongLong(&ok);
+            if (!ok || n < 0 || (sawLength && n != length)) {
+                reject(400, "the Content-Length header is malformed");
+                return false;
+            }
+            length = n;
+            sawLength = true;
+        } else if (name == "transfer-encoding") {
+            chunked = true;
+        } else if (name == "expect" && value.toLower() == "100-continue") {
+            expectContinue = true;
+        }
+    }
+    if (requestLine.size() != 3 || m_method.isEmpty() || !target.startsWith('/')) {
+        reject(400, "the request line is malformed");
+        return false;
+    }
+    if (chunked) {
+        reject(411, "chunked request bodies are not accepted; send a Content-Length");
+        return false;
+    }
+    if (length > m_limits.maxBodyBytes) {
+        m_drainLeft = length;
+        reject(413, "the request body is larger than the relay accepts");
+        return false;
+    }
+    if (expectContinue && length > 0)
+        write("HTTP/1.1 100 Continue\r\n\r\n");
+    m_head.clear();
+    m_bodyLeft = length;
+    m_state = length > 0 ? State::Body : State::Head;
+    armTimer();
+    return true;
+}
+
+void GuardedSocket::reject(int status, const QByteArray &message)
+{
+    m_state = State::Rejected;
+    // QHttpServer reads no more of this connection.
+    disconnect(this, &QTcpSocket::readyRead, nullptr, nullptr);
+    connect(this, &QTcpSocket::readyRead, &m_context, [this] { onReadyRead(); });
+    if (isTransactionStarted())
+        commitTransaction();
+    m_drainLeft -= read(bytesAvailable()).size(); // what was peeked is dropped
+
+    const QByteArray body = QJsonDocument(QJsonObject{{QStringLiteral("error"), QString::fromUtf8(message)},
+                                                      {QStringLiteral("status"), status}})
+                                .toJson(QJsonDocument::Compact);
+    write("HTTP/1.1 " + QByteArray::number(status) + ' ' + reasonPhrase(status)
+          + "\r\nContent-Type: application/json\r\nContent-Length: " + QByteArray::number(body.size())
+          + "\r\nConnection: close\r\n\r\n" + body);
+    flush();
+    if (m_log)
+        m_log(m_method.isEmpty() ? QByteArray("-") : m_method, m_path.isEmpty() ? QByteArray("-") : m_path,
+              status, m_requestClock.isValid() ? m_requestClock.nsecsElapsed() / 1e6 : 0.0);
+    // Linger briefly so that the client reads the answer before the close.
+    m_timer.start(m_drainLeft > 0 ? 5000 : 1000);
+    if (m_drainLeft <= 0)
+        disconnectFromHost();
+}
+
+void GuardedSocket::onTimeout()
+{
+    if (m_state == State::Rejected) {
+        abort();
+        return;
+    }
+    if (m_pending > 0) {
+        armTimer(); // a response is still being computed
+        return;
+    }
+    if (m_state == State::Body || !m_head.isEmpty()) {
+        reject(408, "the request did not arrive in time");
+        return;
+    }
+    disconnectFromHost(); // idle keep-alive connection
+}
+
+void GuardedSocket::onDisconnected()
+{
+    m_closed = true;
+    m_timer.stop();
+    if (m_pending > 0) {
+        // QHttpServer would delete the socket now while a response is still
+        // on its way to it; this object deletes itself in endResponse.
+        disconnect(this, &QAbstractSocket::disconnected, this, nullptr);
+    }
+}
+
+} // namespace relay

@@ -1,0 +1,73 @@
+// A connection as QHttpServer sees it, with the limits QHttpServer 6.4 lacks.
+// It reads along (peeks) every byte before QHttpServer does and:
+// - refuses request heads over the header limit (431), bodies over the body
+//   limit (413, before the body is read), chunked bodies (411) and requests
+//   that do not arrive in time (408), each with a JSON error, then closes;
+// - closes idle keep-alive connections;
+// - keeps itself alive while a response is still being computed, so that a
+//   client that hangs up early never leaves QHttpServer writing to a deleted
+//   socket.
+#pragma once
+
+#include <QElapsedTimer>
+#include <QPointer>
+#include <QTcpSocket>
+#include <QTimer>
+
+#include <functional>
+
+namespace relay {
+
+struct ConnectionLimits {
+    qint64 maxBodyBytes = 50 * 1024 * 1024;
+    int maxHeaderBytes = 16 * 1024;
+    int requestTimeoutMs = 30000;
+    int idleTimeoutMs = 60000;
+};
+
+class GuardedSocket : public QTcpSocket
+{
+    Q_OBJECT
+public:
+    /// Called for every request the guard answers itself: method, path
+    /// (without query), status, duration in ms.
+    using RejectLog = std::function<void(const QByteArray &, const QByteArray &, int, double)>;
+
+    GuardedSocket(const ConnectionLimits &limits, RejectLog log, QObject *parent = nullptr);
+
+    /// The connection whose data QHttpServer is handling right now (route
+    /// handlers run synchronously inside its readyRead).
+    static GuardedSocket *current();
+
+    /// A response for this connection is being computed / has been sent.
+    void beginResponse();
+    void endResponse();
+    int pendingResponses() const { return m_pending; }
+
+private:
+    enum class State { Head, Body, Rejected };
+
+    void onReadyRead();
+    void onDisconnected();
+    void onTimeout();
+    void consume(QByteArrayView bytes);
+    bool headComplete();
+    void reject(int status, const QByteArray &message);
+    void armTimer();
+
+    ConnectionLimits m_limits;
+    RejectLog m_log;
+    QObject m_context; // receiver of the guard's own connections
+    QTimer m_timer;
+    State m_state = State::Head;
+    QByteArray m_head;
+    QByteArray m_method;
+    QByteArray m_path;
+    qint64 m_bodyLeft = 0;
+    QElapsedTimer m_requestClock;
+    int m_pending = 0;
+    bool m_closed = false;
+    qint64 m_drainLeft = 0;
+};
+
+} // namespace relay

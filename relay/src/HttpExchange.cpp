@@ -1,0 +1,31 @@
+#include "HttpExchange.h"
+
+#include <QJsonDocument>
+#include <QJsonObject>
+
+namespace relay {
+
+QByteArray HttpExchange::header(const QByteArray &name) const
+{
+    for (const auto &[n, v] : headers) {
+        if (n.compare(name, Qt::CaseInsensitive) == 0)
+            return v;
+    }
+    return {};
+}
+
+QHttpServerResponse jsonAnswer(const QJsonObject &object, QHttpServerResponse::StatusCode status)
+{
+    QHttpServerResponse response(QByteArrayLiteral("application/json"),
+                                 QJsonDocument(object).toJson(QJsonDocument::Compact), status);
+    response.addHeader(QByteArrayLiteral("Cache-Control"), QByteArrayLiteral("no-store"));
+    return response;
+}
+
+QHttpServerResponse jsonError(QHttpServerResponse::StatusCode status, const QString &message)
+{
+    return jsonAnswer(QJsonObject{{QStringLiteral("error"), message}, {QStringLiteral("status"), int(status)}},
+                      status);
+}
+
+} // namespace relay

@@ -1,0 +1,52 @@
+// The monday sink: creates items and attaches files through monday's API
+// (GraphQL at the API URL, multipart uploads at the file URL), with the
+// product's token in the Authorization header. Errors, GraphQL's included,
+// come back as a code and a message that never hold the token.
+#pragma once
+
+#include "ProductStore.h"
+
+#include <QByteArray>
+#include <QString>
+
+#include <functional>
+
+class QNetworkAccessManager;
+class QNetworkReply;
+
+namespace relay {
+
+struct MondayResult {
+    bool ok = false;
+    QString id;      // the created item or asset id
+    QString code;    // on failure: monday's error code, or UPSTREAM_TIMEOUT, HTTP_401, ...
+    QString message; // on failure: a short text for the log
+};
+
+class MondaySink
+{
+public:
+    MondaySink(QNetworkAccessManager *network, QString apiUrl, QString fileUrl, int timeoutMs);
+
+    /// create_item on the product's board and group.
+    void createItem(const Product &product, const QString &itemName,
+                    std::function<void(MondayResult)> done);
+    /// add_file_to_column on the product's file column of item `itemId`.
+    void addFile(const Product &product, const QString &itemId, const QString &fileName,
+                 const QByteArray &mimeType, const QByteArray &data, std::function<void(MondayResult)> done);
+
+    /// True for ids that may be written into a GraphQL text as they are.
+    static bool isSafeId(const QString &id);
+    /// Reads monday's answer: data at `path` (e.g. "create_item") or errors.
+    static MondayResult readAnswer(int httpStatus, const QByteArray &body, const char *field);
+
+private:
+    void finish(QNetworkReply *reply, const char *field, std::function<void(MondayResult)> done);
+
+    QNetworkAccessManager *m_network;
+    QString m_apiUrl;
+    QString m_fileUrl;
+    int m_timeoutMs;
+};
+
+} // namespace relay
