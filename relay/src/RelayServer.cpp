@@ -13,7 +13,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
-#include <QPromise>
 #include <QTimer>
 
 namespace relay {
@@ -185,7 +184,11 @@ HttpExchange RelayServer::exchangeFor(const QHttpServerRequest &request) const
 void RelayServer::addRoute(const QString &path, int methods, Handler handler)
 {
     const bool prefix = path.endsWith(QLatin1Char('/'));
-    const auto dispatch = [this, handler](const QHttpServerRequest &request) -> QFuture<QHttpServerResponse> {
+    // Handlers answer through a responder they may keep: that is how an
+    // answer waits for monday. (QHttpServer 6.4 also takes a QFuture, but its
+    // continuation crashes when the promise is fulfilled on the server's own
+    // thread, so the responder form is used.)
+    const auto dispatch = [this, handler](const QHttpServerRequest &request, QHttpServerResponder &&responder) {
         QElapsedTimer timer;
         timer.start();
         const HttpExchange exchange = exchangeFor(request);
@@ -193,20 +196,16 @@ void RelayServer::addRoute(const QString &path, int methods, Handler handler)
         if (socket)
             socket->beginResponse();
         ++m_inFlight;
-        auto promise = std::make_shared<QPromise<QHttpServerResponse>>();
-        promise->start();
-        QFuture<QHttpServerResponse> future = promise->future();
-        auto answered = std::make_shared<bool>(false);
+        auto held = std::make_shared<std::optional<QHttpServerResponder>>(std::move(responder));
         const QByteArray method = exchange.method;
         const QString path = exchange.path;
-        const Respond respond = [this, promise, socket, timer, method, path, answered](QHttpServerResponse response) {
-            if (*answered)
-                return;
-            *answered = true;
+        const Respond respond = [this, held, socket, timer, method, path](QHttpServerResponse response) {
+            if (!held->has_value())
+                return; // answered already
             logRequest(method, path, int(response.statusCode()), timer.nsecsElapsed() / 1e6);
-            promise->addResult(std::move(response));
-            promise->finish();
-            // Queued after QHttpServer's continuation that writes the answer.
+            // The connection stays alive until endResponse (see GuardedSocket).
+            response.write(std::move(**held));
+            held->reset();
             QMetaObject::invokeMethod(
                 this,
                 [this, socket] {
@@ -222,18 +221,20 @@ void RelayServer::addRoute(const QString &path, int methods, Handler handler)
             response.setHeader(QByteArrayLiteral("Retry-After"),
                                QByteArray::number(m_clientLimiter.retryAfterSeconds(exchange.client)));
             respond(std::move(response));
-            return future;
+            return;
         }
         handler(exchange, respond);
-        return future;
     };
     const auto rule = QHttpServerRequest::Methods(QHttpServerRequest::Method(methods));
     if (prefix)
-        m_http->route(path + QStringLiteral("<arg>"), rule, [dispatch](const QString &, const QHttpServerRequest &request) {
-            return dispatch(request);
-        });
+        m_http->route(path + QStringLiteral("<arg>"), rule,
+                      [dispatch](const QString &, const QHttpServerRequest &request, QHttpServerResponder &&responder) {
+                          dispatch(request, std::move(responder));
+                      });
     else
-        m_http->route(path, rule, [dispatch](const QHttpServerRequest &request) { return dispatch(request); });
+        m_http->route(path, rule, [dispatch](const QHttpServerRequest &request, QHttpServerResponder &&responder) {
+            dispatch(request, std::move(responder));
+        });
 }
 
 void RelayServer::logRequest(const QByteArray &method, const QString &path, int status, double ms)
