@@ -129,6 +129,15 @@ bool Database::open(const QString &url, QString *error)
 std::optional<QSqlQuery> Database::exec(const QString &sql, const QVariantList &values)
 {
     QSqlQuery query(m_db);
+    if (values.isEmpty()) {
+        // Statements without values run as they are (PostgreSQL cannot
+        // prepare schema statements).
+        if (!query.exec(sql)) {
+            logLine(QStringLiteral("database: a statement failed: %1").arg(query.lastError().text()));
+            return std::nullopt;
+        }
+        return query;
+    }
     if (!query.prepare(sql)) {
         logLine(QStringLiteral("database: cannot prepare a statement: %1").arg(query.lastError().text()));
         return std::nullopt;

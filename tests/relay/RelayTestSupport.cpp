@@ -231,6 +231,7 @@ bool TestDatabase::wipePostgres(QString *error)
             ok = false;
         } else {
             QSqlQuery q(db);
+            q.exec(QStringLiteral("SET client_min_messages TO WARNING"));
             ok = q.exec(QStringLiteral("DROP TABLE IF EXISTS files, items, products, settings, schema_migrations CASCADE"));
             if (!ok)
                 *error = q.lastError().text();
