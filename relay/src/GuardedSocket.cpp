@@ -33,9 +33,17 @@ GuardedSocket::GuardedSocket(const ConnectionLimits &limits, RejectLog log, QObj
     // first for every signal.
     connect(this, &QTcpSocket::readyRead, &m_context, [this] { onReadyRead(); });
     connect(this, &QTcpSocket::disconnected, &m_context, [this] { onDisconnected(); });
-    m_timer.setSingleShot(true);
-    connect(&m_timer, &QTimer::timeout, &m_context, [this] { onTimeout(); });
-    armTimer();
+    setDeadline(m_limits.idleTimeoutMs);
+}
+
+qint64 GuardedSocket::nowMs()
+{
+    static const QElapsedTimer clock = [] {
+        QElapsedTimer t;
+        t.start();
+        return t;
+    }();
+    return clock.elapsed();
 }
 
 GuardedSocket *GuardedSocket::current()
@@ -56,16 +64,18 @@ void GuardedSocket::endResponse()
         if (m_closed)
             deleteLater();
         else
-            armTimer();
+            armIdleOrRequestDeadline();
     }
 }
 
-void GuardedSocket::armTimer()
+void GuardedSocket::armIdleOrRequestDeadline()
 {
     if (m_state == State::Rejected)
         return;
     const bool midRequest = m_state == State::Body || !m_head.isEmpty();
-    m_timer.start(midRequest ? m_limits.requestTimeoutMs : m_limits.idleTimeoutMs);
+    if (!midRequest)
+        setDeadline(m_limits.idleTimeoutMs);
+    // Mid-request the deadline set when the request began stands.
 }
 
 void GuardedSocket::onReadyRead()
@@ -93,7 +103,7 @@ void GuardedSocket::consume(QByteArrayView bytes)
             i += take;
             if (m_bodyLeft == 0) {
                 m_state = State::Head;
-                armTimer();
+                armIdleOrRequestDeadline();
             }
             continue;
         }
@@ -104,7 +114,7 @@ void GuardedSocket::consume(QByteArrayView bytes)
         }
         if (m_head.isEmpty()) {
             m_requestClock.start();
-            m_timer.start(m_limits.requestTimeoutMs);
+            setDeadline(m_limits.requestTimeoutMs);
         }
         const qsizetype room = m_limits.maxHeaderBytes + 4 - m_head.size();
         const qsizetype take = std::min<qsizetype>(room, bytes.size() - i);
@@ -129,25 +139,30 @@ void GuardedSocket::consume(QByteArrayView bytes)
 
 bool GuardedSocket::headComplete()
 {
-    const QList<QByteArray> lines = m_head.split('\n');
-    const QList<QByteArray> requestLine = lines.value(0).trimmed().split(' ');
+    // The request line, then "Name: value" lines, each ending in LF.
+    qsizetype lineEnd = m_head.indexOf('\n');
+    const QByteArray first = m_head.left(lineEnd).trimmed();
+    const QList<QByteArray> requestLine = first.split(' ');
     m_method = requestLine.value(0);
     const QByteArray target = requestLine.value(1);
-    m_path = target.left(target.indexOf('?') < 0 ? target.size() : target.indexOf('?'));
+    const qsizetype question = target.indexOf('?');
+    m_path = question < 0 ? target : target.left(question);
     if (m_path.size() > 200)
         m_path = m_path.left(200) + "...";
     qint64 length = 0;
     bool sawLength = false;
     bool chunked = false;
     bool expectContinue = false;
-    for (int i = 1; i < lines.size(); ++i) {
-        const QByteArray line = lines.at(i).trimmed();
+    while (lineEnd >= 0 && lineEnd + 1 < m_head.size()) {
+        const qsizetype start = lineEnd + 1;
+        lineEnd = m_head.indexOf('\n', start);
+        const QByteArrayView line = QByteArrayView(m_head).sliced(start, (lineEnd < 0 ? m_head.size() : lineEnd) - start);
         const qsizetype colon = line.indexOf(':');
         if (colon <= 0)
             continue;
-        const QByteArray name = line.left(colon).trimmed().toLower();
-        const QByteArray value = line.mid(colon + 1).trimmed();
-        if (name == "content-length") {
+        const QByteArrayView name = line.first(colon).trimmed();
+        const QByteArrayView value = line.sliced(colon + 1).trimmed();
+        if (name.compare("content-length", Qt::CaseInsensitive) == 0) {
             bool ok = false;
             const qint64 n = value.toLongLong(&ok);
             if (!ok || n < 0 || (sawLength && n != length)) {
@@ -156,9 +171,10 @@ bool GuardedSocket::headComplete()
             }
             length = n;
             sawLength = true;
-        } else if (name == "transfer-encoding") {
+        } else if (name.compare("transfer-encoding", Qt::CaseInsensitive) == 0) {
             chunked = true;
-        } else if (name == "expect" && value.toLower() == "100-continue") {
+        } else if (name.compare("expect", Qt::CaseInsensitive) == 0
+                   && value.compare("100-continue", Qt::CaseInsensitive) == 0) {
             expectContinue = true;
         }
     }
@@ -180,7 +196,7 @@ bool GuardedSocket::headComplete()
     m_head.clear();
     m_bodyLeft = length;
     m_state = length > 0 ? State::Body : State::Head;
-    armTimer();
+    armIdleOrRequestDeadline();
     return true;
 }
 
@@ -205,19 +221,21 @@ void GuardedSocket::reject(int status, const QByteArray &message)
         m_log(m_method.isEmpty() ? QByteArray("-") : m_method, m_path.isEmpty() ? QByteArray("-") : m_path,
               status, m_requestClock.isValid() ? m_requestClock.nsecsElapsed() / 1e6 : 0.0);
     // Linger briefly so that the client reads the answer before the close.
-    m_timer.start(m_drainLeft > 0 ? 5000 : 1000);
+    setDeadline(m_drainLeft > 0 ? 5000 : 1000);
     if (m_drainLeft <= 0)
         disconnectFromHost();
 }
 
-void GuardedSocket::onTimeout()
+void GuardedSocket::checkDeadline(qint64 now)
 {
+    if (m_closed || now < m_deadlineMs)
+        return;
     if (m_state == State::Rejected) {
         abort();
         return;
     }
     if (m_pending > 0) {
-        armTimer(); // a response is still being computed
+        setDeadline(m_limits.idleTimeoutMs); // a response is still being computed
         return;
     }
     if (m_state == State::Body || !m_head.isEmpty()) {
@@ -230,7 +248,6 @@ void GuardedSocket::onTimeout()
 void GuardedSocket::onDisconnected()
 {
     m_closed = true;
-    m_timer.stop();
     if (m_pending > 0) {
         // QHttpServer would delete the socket now while a response is still
         // on its way to it; this object deletes itself in endResponse.

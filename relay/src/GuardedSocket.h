@@ -3,7 +3,8 @@
 // - refuses request heads over the header limit (431), bodies over the body
 //   limit (413, before the body is read), chunked bodies (411) and requests
 //   that do not arrive in time (408), each with a JSON error, then closes;
-// - closes idle keep-alive connections;
+// - closes idle keep-alive connections (GuardedTcpServer sweeps the
+//   deadlines);
 // - keeps itself alive while a response is still being computed, so that a
 //   client that hangs up early never leaves QHttpServer writing to a deleted
 //   socket.
@@ -12,7 +13,6 @@
 #include <QElapsedTimer>
 #include <QPointer>
 #include <QTcpSocket>
-#include <QTimer>
 
 #include <functional>
 
@@ -44,21 +44,28 @@ public:
     void endResponse();
     int pendingResponses() const { return m_pending; }
 
+    /// Enforces the time limits; the server calls it a few times a second
+    /// (one sweep for all connections is cheaper than a timer restarted at
+    /// every request).
+    void checkDeadline(qint64 nowMs);
+    /// The clock all deadlines are read from.
+    static qint64 nowMs();
+
 private:
     enum class State { Head, Body, Rejected };
 
     void onReadyRead();
     void onDisconnected();
-    void onTimeout();
     void consume(QByteArrayView bytes);
     bool headComplete();
     void reject(int status, const QByteArray &message);
-    void armTimer();
+    void setDeadline(int fromNowMs) { m_deadlineMs = nowMs() + fromNowMs; }
+    void armIdleOrRequestDeadline();
 
     ConnectionLimits m_limits;
     RejectLog m_log;
     QObject m_context; // receiver of the guard's own connections
-    QTimer m_timer;
+    qint64 m_deadlineMs = 0;
     State m_state = State::Head;
     QByteArray m_head;
     QByteArray m_method;

@@ -1,5 +1,6 @@
 #include "ReportService.h"
 
+#include "AddItemRequest.h"
 #include "ItemStore.h"
 #include "Log.h"
 #include "MondaySink.h"
@@ -65,27 +66,14 @@ void ReportService::addItem(const HttpExchange &exchange, const Respond &respond
         respond(jsonError(Status::NotFound, QStringLiteral("unknown product")));
         return;
     }
-    QJsonParseError parseError;
-    const QJsonDocument doc = QJsonDocument::fromJson(exchange.body, &parseError);
-    if (parseError.error != QJsonParseError::NoError || !doc.isObject()) {
-        respond(jsonError(Status::BadRequest, QStringLiteral("the body is not a JSON object")));
+    QString error;
+    const std::optional<AddItemRequest> request =
+        AddItemRequest::parse(exchange.body, m_config.maxItemNameLength, &error);
+    if (!request) {
+        respond(jsonError(Status::BadRequest, error));
         return;
     }
-    const QJsonValue nameValue = doc.object().value(QStringLiteral("item_name"));
-    if (!nameValue.isString()) {
-        respond(jsonError(Status::BadRequest, QStringLiteral("item_name must be a text")));
-        return;
-    }
-    const QString name = nameValue.toString();
-    if (name.trimmed().isEmpty()) {
-        respond(jsonError(Status::BadRequest, QStringLiteral("item_name is empty")));
-        return;
-    }
-    if (name.size() > m_config.maxItemNameLength) {
-        respond(jsonError(Status::BadRequest,
-                          QStringLiteral("item_name is longer than %1 characters").arg(m_config.maxItemNameLength)));
-        return;
-    }
+    const QString name = request->itemName;
     if (!limitProduct(product->id, respond))
         return;
 
