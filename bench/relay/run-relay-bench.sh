@@ -3,15 +3,18 @@
 # route, both measured here with wrk under the same load. Each server is
 # pinned to CPU 0 and wrk to CPU 1 when there are two CPUs or more.
 #
-#   bench/relay/run-relay-bench.sh BUILD_DIR [DURATION_SECONDS] [CONNECTIONS]
+#   bench/relay/run-relay-bench.sh BUILD_DIR [SECONDS_PER_ROUND] [CONNECTIONS] [ROUNDS]
 #
-# Prints one line per server and the ratio; the goal is a ratio of at least
-# 0.67 with a p99 latency under 5 ms.
+# The two servers are measured in alternating rounds and each keeps its best
+# round: on a shared machine other work only ever lowers a figure. Prints one
+# line per server and the ratio; the goal is a ratio of at least 0.67 with a
+# p99 latency under 5 ms.
 set -euo pipefail
 
-build="${1:?usage: $0 BUILD_DIR [DURATION_SECONDS] [CONNECTIONS]}"
-duration="${2:-10}"
+build="${1:?usage: $0 BUILD_DIR [SECONDS_PER_ROUND] [CONNECTIONS] [ROUNDS]}"
+duration="${2:-5}"
 connections="${3:-16}"
+rounds="${4:-5}"
 relay="$build/relay/tessivo-relay"
 hello="$build/bench/relay/relay-hello-bench"
 for f in "$relay" "$hello"; do
@@ -55,16 +58,27 @@ product="$("$relay" product add --bundle-id com.example.bench --data-dir "$work/
 # load generator is not throttled.
 "${pin_server[@]}" "$relay" serve --data-dir "$work/data" --port 0 --client-rate 0 2>"$work/relay.log" &
 pids+=($!)
+relay_pid=$!
 relay_port="$(wait_port "$work/relay.log")"
 "${pin_server[@]}" "$hello" >"$work/hello.log" 2>&1 &
 pids+=($!)
+hello_pid=$!
 hello_port="$(wait_port "$work/hello.log")"
+ticks="$(getconf CLK_TCK)"
 
 curl -sf "http://127.0.0.1:$relay_port/product-id?bundleId=com.example.bench" | grep -q "$product"
 
-measure() { # url -> "requests_per_second p99_ms"
-  local out rps p99
+cpu_ticks() { # pid -> user + system clock ticks so far
+  awk '{print $14 + $15}' "/proc/$1/stat"
+}
+
+measure() { # url pid -> "requests_per_second p99_ms cpu_us_per_request"
+  local out rps p99 before after requests cpu
+  before="$(cpu_ticks "$2")"
   out="$("${pin_client[@]}" wrk -t1 -c"$connections" -d"${duration}s" --latency "$1")"
+  after="$(cpu_ticks "$2")"
+  requests="$(echo "$out" | awk '/requests in/ {print $1}')"
+  cpu="$(awk -v t="$((after - before))" -v n="$requests" -v hz="$ticks" 'BEGIN { printf "%.2f", t * 1e6 / hz / n }')"
   rps="$(echo "$out" | awk '/^Requests\/sec:/ {print $2}')"
   p99="$(echo "$out" | awk '$1 == "99%" {print $2}')"
   case "$p99" in
@@ -72,25 +86,27 @@ measure() { # url -> "requests_per_second p99_ms"
     *ms) p99="${p99%ms}" ;;
     *s) p99="$(echo "${p99%s}" | awk '{printf "%.3f", $1 * 1000}')" ;;
   esac
-  echo "$rps $p99"
+  echo "$rps $p99 $cpu"
 }
 
-# Warm both up, then measure each twice, interleaved, and keep the best.
+# Warm both up, then measure them in alternating rounds; each keeps its best.
 wrk -t1 -c4 -d1s "http://127.0.0.1:$hello_port/hello" >/dev/null
 wrk -t1 -c4 -d1s "http://127.0.0.1:$relay_port/product-id?bundleId=com.example.bench" >/dev/null
-best_hello="0 0"
-best_relay="0 0"
-for round in 1 2; do
-  h="$(measure "http://127.0.0.1:$hello_port/hello")"
-  r="$(measure "http://127.0.0.1:$relay_port/product-id?bundleId=com.example.bench")"
+best_hello="0 0 0"
+best_relay="0 0 0"
+for round in $(seq "$rounds"); do
+  h="$(measure "http://127.0.0.1:$hello_port/hello" "$hello_pid")"
+  r="$(measure "http://127.0.0.1:$relay_port/product-id?bundleId=com.example.bench" "$relay_pid")"
   awk -v a="$h" -v b="$best_hello" 'BEGIN { split(a, x); split(b, y); exit !(x[1] > y[1]) }' && best_hello="$h"
   awk -v a="$r" -v b="$best_relay" 'BEGIN { split(a, x); split(b, y); exit !(x[1] > y[1]) }' && best_relay="$r"
 done
 
-read -r hello_rps hello_p99 <<<"$best_hello"
-read -r relay_rps relay_p99 <<<"$best_relay"
+read -r hello_rps hello_p99 hello_cpu <<<"$best_hello"
+read -r relay_rps relay_p99 relay_cpu <<<"$best_relay"
 ratio="$(awk -v r="$relay_rps" -v h="$hello_rps" 'BEGIN { printf "%.2f", r / h }')"
-echo "cpus=$(nproc) connections=$connections duration=${duration}s"
-echo "hello-world QHttpServer route: $hello_rps requests/s, p99 $hello_p99 ms"
-echo "tessivo-relay /product-id:     $relay_rps requests/s, p99 $relay_p99 ms"
-echo "ratio: $ratio (goal >= 0.67, p99 < 5 ms)"
+cpu_ratio="$(awk -v r="$relay_cpu" -v h="$hello_cpu" 'BEGIN { printf "%.2f", h / r }')"
+echo "cpus=$(nproc) connections=$connections rounds=$rounds of ${duration}s load=$(cut -d' ' -f1-3 /proc/loadavg)"
+echo "hello-world QHttpServer route: $hello_rps requests/s, p99 $hello_p99 ms, $hello_cpu us CPU per request"
+echo "tessivo-relay /product-id:     $relay_rps requests/s, p99 $relay_p99 ms, $relay_cpu us CPU per request"
+echo "throughput ratio: $ratio (goal >= 0.67, p99 < 5 ms)"
+echo "CPU-cost ratio (hello CPU per request / relay CPU per request): $cpu_ratio"

@@ -203,18 +203,14 @@ void RelayServer::addRoute(const QString &path, int methods, Handler handler)
             if (!held->has_value())
                 return; // answered already
             logRequest(method, path, int(response.statusCode()), timer.nsecsElapsed() / 1e6);
-            // The connection stays alive until endResponse (see GuardedSocket).
+            // The answer is written to the connection here and now; the
+            // connection stays alive until endResponse (see GuardedSocket).
             response.write(std::move(**held));
             held->reset();
-            QMetaObject::invokeMethod(
-                this,
-                [this, socket] {
-                    if (socket)
-                        socket->endResponse();
-                    --m_inFlight;
-                    checkStopped();
-                },
-                Qt::QueuedConnection);
+            if (socket)
+                socket->endResponse();
+            --m_inFlight;
+            checkStopped();
         };
         if (!m_clientLimiter.allow(exchange.client)) {
             QHttpServerResponse response = jsonError(Status::TooManyRequests, QStringLiteral("too many requests"));
