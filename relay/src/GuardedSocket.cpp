@@ -89,8 +89,17 @@ void GuardedSocket::onReadyRead()
             disconnectFromHost();
         return;
     }
-    const QByteArray bytes = peek(bytesAvailable());
-    consume(bytes);
+    const qint64 available = bytesAvailable();
+    if (m_state == State::Body && available <= m_bodyLeft) {
+        // All of it is body: count it without copying it.
+        m_bodyLeft -= available;
+        if (m_bodyLeft == 0) {
+            m_state = State::Head;
+            armIdleOrRequestDeadline();
+        }
+        return;
+    }
+    consume(peek(available));
 }
 
 void GuardedSocket::consume(QByteArrayView bytes)
@@ -196,7 +205,13 @@ bool GuardedSocket::headComplete()
     m_head.clear();
     m_bodyLeft = length;
     m_state = length > 0 ? State::Body : State::Head;
-    armIdleOrRequestDeadline();
+    if (length > 0) {
+        // A large upload on a slow link gets the time it needs at a modest
+        // rate, never an unbounded one.
+        setDeadline(m_limits.requestTimeoutMs + int(std::min<qint64>(length * 1000 / kMinBodyBytesPerSecond, 3600000)));
+    } else {
+        armIdleOrRequestDeadline();
+    }
     return true;
 }
 

@@ -18,6 +18,10 @@
 
 namespace relay {
 
+/// A request body must arrive at least this fast on top of the request
+/// time-out (so a 50 MiB video may take the time-out plus 25 minutes).
+constexpr qint64 kMinBodyBytesPerSecond = 32 * 1024;
+
 struct ConnectionLimits {
     qint64 maxBodyBytes = 50 * 1024 * 1024;
     int maxHeaderBytes = 16 * 1024;

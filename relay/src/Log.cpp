@@ -68,7 +68,12 @@ void logLine(const QString &line)
 {
     LogState &s = state();
     QMutexLocker lock(&s.mutex);
-    const QByteArray bytes = timestamp(s) + line.toUtf8() + '\n';
+    QByteArray text = line.toUtf8();
+    for (char &c : text) {
+        if (c == '\n' || c == '\r' || c == '\t')
+            c = ' '; // one event, one line
+    }
+    const QByteArray bytes = timestamp(s) + text + '\n';
     if (s.observer)
         s.observer(line);
     QCoreApplication *app = QCoreApplication::instance();
