@@ -40,6 +40,16 @@ private:
     }
 
 private Q_SLOTS:
+    void initTestCase()
+    {
+        if (TestDatabase::wantsPostgres() && TestDatabase::postgresUrl().isEmpty())
+            QSKIP("No PostgreSQL server given: set TESSIVO_TEST_POSTGRES_URL (scripts/ci-postgres.sh starts one).");
+        if (TestDatabase::wantsPostgres()) {
+            QString error;
+            QVERIFY2(TestDatabase::wipePostgres(&error), qPrintable(error));
+        }
+    }
+
     void productAdministration()
     {
         QByteArray out, err;
