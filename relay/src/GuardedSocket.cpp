@@ -46,6 +46,19 @@ qint64 GuardedSocket::nowMs()
     return clock.elapsed();
 }
 
+QString GuardedSocket::clientAddress()
+{
+    if (m_clientAddress.isEmpty()) {
+        QHostAddress address = peerAddress();
+        bool isV4 = false;
+        const quint32 v4 = address.toIPv4Address(&isV4);
+        if (isV4)
+            address = QHostAddress(v4);
+        m_clientAddress = address.toString();
+    }
+    return m_clientAddress;
+}
+
 GuardedSocket *GuardedSocket::current()
 {
     return currentSocket().data();

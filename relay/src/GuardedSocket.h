@@ -55,6 +55,9 @@ public:
     /// The clock all deadlines are read from.
     static qint64 nowMs();
 
+    /// The peer's address as text (IPv4-mapped addresses as IPv4), made once.
+    QString clientAddress();
+
 private:
     enum class State { Head, Body, Rejected };
 
@@ -70,6 +73,7 @@ private:
     RejectLog m_log;
     QObject m_context; // receiver of the guard's own connections
     qint64 m_deadlineMs = 0;
+    QString m_clientAddress;
     State m_state = State::Head;
     QByteArray m_head;
     QByteArray m_method;

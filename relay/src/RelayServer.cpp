@@ -97,18 +97,18 @@ bool RelayServer::start(QString *error)
     m_http = new QHttpServer(this);
     const int get = int(Method::Get);
     const int post = int(Method::Post);
+    addRoute(QStringLiteral("/product-id"), get, [this](const HttpExchange &e, const Respond &r) {
+        m_reports->productId(e, r);
+    });
+    addRoute(QStringLiteral("/monday/add-item"), post, [this](const HttpExchange &e, const Respond &r) {
+        m_reports->addItem(e, r);
+    });
     addRoute(QStringLiteral("/healthz"), get, [this](const HttpExchange &, const Respond &respond) {
         const bool ok = m_db.exec(QStringLiteral("SELECT 1")).has_value();
         respond(jsonAnswer(QJsonObject{{QStringLiteral("status"), ok ? QStringLiteral("ok") : QStringLiteral("degraded")},
                                        {QStringLiteral("database"), m_db.isPostgres() ? QStringLiteral("postgresql")
                                                                                       : QStringLiteral("sqlite")}},
                            ok ? Status::Ok : Status::ServiceUnavailable));
-    });
-    addRoute(QStringLiteral("/product-id"), get, [this](const HttpExchange &e, const Respond &r) {
-        m_reports->productId(e, r);
-    });
-    addRoute(QStringLiteral("/monday/add-item"), post, [this](const HttpExchange &e, const Respond &r) {
-        m_reports->addItem(e, r);
     });
     addRoute(QStringLiteral("/monday/upload-file"), post, [this](const HttpExchange &e, const Respond &r) {
         m_reports->uploadFile(e, r);
@@ -156,22 +156,27 @@ quint16 RelayServer::port() const
     return m_tcp ? m_tcp->serverPort() : 0;
 }
 
-HttpExchange RelayServer::exchangeFor(const QHttpServerRequest &request) const
+HttpExchange RelayServer::exchangeFor(const QHttpServerRequest &request, GuardedSocket *socket) const
 {
     HttpExchange e;
     e.method = methodName(request.method());
-    e.path = request.url().path();
-    e.query = request.query();
-    e.headers = request.headers();
+    const QUrl url = request.url();
+    e.path = url.path();
+    e.query = QUrlQuery(url);
+    e.contentType = request.value(QByteArrayLiteral("Content-Type"));
+    e.authorization = request.value(QByteArrayLiteral("Authorization"));
+    e.cookie = request.value(QByteArrayLiteral("Cookie"));
     e.body = request.body();
-    QHostAddress address = request.remoteAddress();
-    bool isV4 = false;
-    const quint32 v4 = address.toIPv4Address(&isV4);
-    if (isV4)
-        address = QHostAddress(v4);
-    e.client = address.toString();
+    if (socket) {
+        e.client = socket->clientAddress();
+    } else {
+        QHostAddress address = request.remoteAddress();
+        bool isV4 = false;
+        const quint32 v4 = address.toIPv4Address(&isV4);
+        e.client = isV4 ? QHostAddress(v4).toString() : address.toString();
+    }
     if (m_config.trustForwardedFor) {
-        const QByteArray forwarded = e.header("X-Forwarded-For");
+        const QByteArray forwarded = request.value(QByteArrayLiteral("X-Forwarded-For"));
         if (!forwarded.isEmpty()) {
             const QHostAddress last(QString::fromLatin1(forwarded.split(',').last().trimmed()));
             if (!last.isNull())
@@ -191,8 +196,8 @@ void RelayServer::addRoute(const QString &path, int methods, Handler handler)
     const auto dispatch = [this, handler](const QHttpServerRequest &request, QHttpServerResponder &&responder) {
         QElapsedTimer timer;
         timer.start();
-        const HttpExchange exchange = exchangeFor(request);
         const QPointer<GuardedSocket> socket = GuardedSocket::current();
+        const HttpExchange exchange = exchangeFor(request, socket.data());
         if (socket)
             socket->beginResponse();
         ++m_inFlight;
@@ -235,10 +240,8 @@ void RelayServer::addRoute(const QString &path, int methods, Handler handler)
 
 void RelayServer::logRequest(const QByteArray &method, const QString &path, int status, double ms)
 {
-    logLine(QStringLiteral("%1 %2 %3 %4 ms")
-                .arg(QString::fromLatin1(method), loggablePath(path))
-                .arg(status)
-                .arg(ms, 0, 'f', 2));
+    logLine(QString::fromLatin1(method) + QLatin1Char(' ') + loggablePath(path) + QLatin1Char(' ')
+            + QString::number(status) + QLatin1Char(' ') + QString::number(ms, 'f', 2) + QStringLiteral(" ms"));
 }
 
 void RelayServer::stop()

@@ -55,7 +55,11 @@ void ReportService::productId(const HttpExchange &exchange, const Respond &respo
         respond(jsonAnswer(QJsonObject{}, Status::NotFound));
         return;
     }
-    respond(jsonAnswer(QJsonObject{{QStringLiteral("productId"), product->id}}));
+    // Product ids are hexadecimal: the answer needs no JSON escaping.
+    QHttpServerResponse response(QByteArrayLiteral("application/json"),
+                                 "{\"productId\":\"" + product->id.toLatin1() + "\"}");
+    response.addHeader(QByteArrayLiteral("Cache-Control"), QByteArrayLiteral("no-store"));
+    respond(std::move(response));
 }
 
 void ReportService::addItem(const HttpExchange &exchange, const Respond &respond)
@@ -106,7 +110,7 @@ void ReportService::addItem(const HttpExchange &exchange, const Respond &respond
 
 void ReportService::uploadFile(const HttpExchange &exchange, const Respond &respond)
 {
-    const std::optional<QByteArray> boundary = MultipartParser::boundary(exchange.header("Content-Type"));
+    const std::optional<QByteArray> boundary = MultipartParser::boundary(exchange.contentType);
     if (!boundary) {
         respond(jsonError(Status::BadRequest, QStringLiteral("the body is not multipart/form-data with a boundary")));
         return;
