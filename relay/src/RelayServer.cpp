@@ -120,9 +120,20 @@ bool RelayServer::start(QString *error)
     m_http->setMissingHandler([this](const QHttpServerRequest &request, QHttpServerResponder &&responder) {
         QElapsedTimer timer;
         timer.start();
-        const QJsonObject body{{QStringLiteral("error"), QStringLiteral("not found")}, {QStringLiteral("status"), 404}};
-        responder.write(QJsonDocument(body), Status::NotFound);
-        logRequest(methodName(request.method()), request.url().path(), 404, timer.nsecsElapsed() / 1e6);
+        const QString path = request.url().path();
+        // A known path asked with the wrong method is 405, anything else 404.
+        static const QStringList getPaths{QStringLiteral("/product-id"), QStringLiteral("/healthz"), QStringLiteral("/inbox")};
+        static const QStringList postPaths{QStringLiteral("/monday/add-item"), QStringLiteral("/monday/upload-file")};
+        const bool known = getPaths.contains(path) || postPaths.contains(path)
+            || path.startsWith(QLatin1String("/inbox/files/"));
+        const Status status = known ? Status::MethodNotAllowed : Status::NotFound;
+        const QJsonObject body{{QStringLiteral("error"), known ? QStringLiteral("method not allowed") : QStringLiteral("not found")},
+                               {QStringLiteral("status"), int(status)}};
+        if (known)
+            responder.write(QJsonDocument(body), {{"Allow", postPaths.contains(path) ? "POST" : "GET"}}, status);
+        else
+            responder.write(QJsonDocument(body), status);
+        logRequest(methodName(request.method()), path, int(status), timer.nsecsElapsed() / 1e6);
     });
 
     ConnectionLimits limits;

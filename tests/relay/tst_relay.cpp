@@ -207,6 +207,9 @@ private Q_SLOTS:
         const Reply notFound = m_http.get(url(QStringLiteral("/no-such-path")));
         QCOMPARE(notFound.status, 404);
         QCOMPARE(kitReadsProductId(notFound.body), std::nullopt);
+        const Reply wrongMethod = m_http.send("POST", url(QStringLiteral("/product-id?bundleId=com.example.app")));
+        QCOMPARE(wrongMethod.status, 405);
+        QCOMPARE(kitReadsProductId(wrongMethod.body), std::nullopt);
     }
 
     void inboxFullFlow()
