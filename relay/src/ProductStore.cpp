@@ -29,8 +29,8 @@ Product fromQuery(const QSqlQuery &q)
 
 std::optional<Product> ProductStore::add(Product product, QString *error)
 {
-    if (product.bundleId.isEmpty()) {
-        *error = QStringLiteral("a bundle id is required");
+    if (product.bundleId.isEmpty() || product.bundleId.size() > 255) {
+        *error = QStringLiteral("a bundle id of 1 to 255 characters is required");
         return std::nullopt;
     }
     if (product.sink.isEmpty()) {
@@ -89,11 +89,15 @@ std::optional<Product> ProductStore::cached(QHash<QString, Cached> &cache, const
 
 std::optional<Product> ProductStore::byId(const QString &id)
 {
+    if (id.size() > 64)
+        return std::nullopt; // longer than any id: neither queried nor cached
     return cached(m_byId, QStringLiteral("id"), id);
 }
 
 std::optional<Product> ProductStore::byBundleId(const QString &bundleId)
 {
+    if (bundleId.size() > 255)
+        return std::nullopt;
     return cached(m_byBundle, QStringLiteral("bundle_id"), bundleId);
 }
 
