@@ -73,12 +73,25 @@ void GuardedSocket::endResponse()
 {
     if (m_pending > 0)
         --m_pending;
+    // Answers go out in the order of the requests.
+    const bool close = !m_closeAfter.isEmpty() && m_closeAfter.takeFirst();
+    if (close && !m_closed) {
+        disconnectFromHost(); // once the answer has been written
+        return;
+    }
     if (m_pending == 0) {
         if (m_closed)
             deleteLater();
         else
             armIdleOrRequestDeadline();
     }
+}
+
+void GuardedSocket::requestComplete()
+{
+    m_closeAfter.append(m_closeAfterResponse);
+    m_state = State::Head;
+    armIdleOrRequestDeadline();
 }
 
 void GuardedSocket::armIdleOrRequestDeadline()
@@ -106,10 +119,8 @@ void GuardedSocket::onReadyRead()
     if (m_state == State::Body && available <= m_bodyLeft) {
         // All of it is body: count it without copying it.
         m_bodyLeft -= available;
-        if (m_bodyLeft == 0) {
-            m_state = State::Head;
-            armIdleOrRequestDeadline();
-        }
+        if (m_bodyLeft == 0)
+            requestComplete();
         return;
     }
     consume(peek(available));
@@ -123,10 +134,8 @@ void GuardedSocket::consume(QByteArrayView bytes)
             const qint64 take = std::min<qint64>(m_bodyLeft, bytes.size() - i);
             m_bodyLeft -= take;
             i += take;
-            if (m_bodyLeft == 0) {
-                m_state = State::Head;
-                armIdleOrRequestDeadline();
-            }
+            if (m_bodyLeft == 0)
+                requestComplete();
             continue;
         }
         // Head: empty lines between requests are ignored.
@@ -175,6 +184,7 @@ bool GuardedSocket::headComplete()
     bool sawLength = false;
     bool chunked = false;
     bool expectContinue = false;
+    m_closeAfterResponse = requestLine.value(2) == "HTTP/1.0";
     while (lineEnd >= 0 && lineEnd + 1 < m_head.size()) {
         const qsizetype start = lineEnd + 1;
         lineEnd = m_head.indexOf('\n', start);
@@ -195,6 +205,9 @@ bool GuardedSocket::headComplete()
             sawLength = true;
         } else if (name.compare("transfer-encoding", Qt::CaseInsensitive) == 0) {
             chunked = true;
+        } else if (name.compare("connection", Qt::CaseInsensitive) == 0) {
+            m_closeAfterResponse = value.compare("close", Qt::CaseInsensitive) == 0
+                || (m_closeAfterResponse && value.compare("keep-alive", Qt::CaseInsensitive) != 0);
         } else if (name.compare("expect", Qt::CaseInsensitive) == 0
                    && value.compare("100-continue", Qt::CaseInsensitive) == 0) {
             expectContinue = true;
@@ -217,14 +230,14 @@ bool GuardedSocket::headComplete()
         write("HTTP/1.1 100 Continue\r\n\r\n");
     m_head.clear();
     m_bodyLeft = length;
-    m_state = length > 0 ? State::Body : State::Head;
-    if (length > 0) {
-        // A large upload on a slow link gets the time it needs at a modest
-        // rate, never an unbounded one.
-        setDeadline(m_limits.requestTimeoutMs + int(std::min<qint64>(length * 1000 / kMinBodyBytesPerSecond, 3600000)));
-    } else {
-        armIdleOrRequestDeadline();
+    if (length == 0) {
+        requestComplete();
+        return true;
     }
+    m_state = State::Body;
+    // A large upload on a slow link gets the time it needs at a modest rate,
+    // never an unbounded one.
+    setDeadline(m_limits.requestTimeoutMs + int(std::min<qint64>(length * 1000 / kMinBodyBytesPerSecond, 3600000)));
     return true;
 }
 

@@ -4,7 +4,8 @@
 //   limit (413, before the body is read), chunked bodies (411) and requests
 //   that do not arrive in time (408), each with a JSON error, then closes;
 // - closes idle keep-alive connections (GuardedTcpServer sweeps the
-//   deadlines);
+//   deadlines), and a connection whose client asked for its close once the
+//   answer is out;
 // - keeps itself alive while a response is still being computed, so that a
 //   client that hangs up early never leaves QHttpServer writing to a deleted
 //   socket.
@@ -68,6 +69,7 @@ private:
     void reject(int status, const QByteArray &message);
     void setDeadline(int fromNowMs) { m_deadlineMs = nowMs() + fromNowMs; }
     void armIdleOrRequestDeadline();
+    void requestComplete();
 
     ConnectionLimits m_limits;
     RejectLog m_log;
@@ -81,6 +83,8 @@ private:
     qint64 m_bodyLeft = 0;
     QElapsedTimer m_requestClock;
     int m_pending = 0;
+    bool m_closeAfterResponse = false; // of the request being read: "Connection: close", or HTTP/1.0
+    QList<bool> m_closeAfter;          // of each request read and not yet answered, in order
     bool m_closed = false;
     qint64 m_drainLeft = 0;
 };

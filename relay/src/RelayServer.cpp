@@ -1,5 +1,6 @@
 #include "RelayServer.h"
 
+#include "GuardedSocket.h"
 #include "GuardedTcpServer.h"
 #include "InboxPage.h"
 #include "Log.h"
@@ -118,6 +119,9 @@ bool RelayServer::start(QString *error)
         m_inbox->file(e, e.path.mid(int(strlen("/inbox/files/"))), r);
     });
     m_http->setMissingHandler([this](const QHttpServerRequest &request, QHttpServerResponder &&responder) {
+        const QPointer<GuardedSocket> socket = GuardedSocket::current();
+        if (socket)
+            socket->beginResponse();
         QElapsedTimer timer;
         timer.start();
         const QString path = request.url().path();
@@ -134,6 +138,8 @@ bool RelayServer::start(QString *error)
         else
             responder.write(QJsonDocument(body), status);
         logRequest(methodName(request.method()), path, int(status), timer.nsecsElapsed() / 1e6);
+        if (socket)
+            socket->endResponse();
     });
 
     ConnectionLimits limits;

@@ -612,18 +612,22 @@ private Q_SLOTS:
     void oneLogLinePerRequestWithoutQueries()
     {
         addProduct(QStringLiteral("com.example.log"), false);
-        m_http.get(url(QStringLiteral("/product-id?bundleId=com.example.log")));
-        m_http.get(url(QStringLiteral("/inbox?token=") + m_relay->adminToken()));
+        // Raw requests: an HTTP client library may resend a request on its
+        // own (Qt's does, now and then, around redirects).
+        const QByteArray lookup = rawExchange(m_relay->port(),
+                                              {"GET /product-id?bundleId=com.example.log HTTP/1.1\r\nHost: x\r\n\r\n"
+                                               "GET /inbox?token=" + m_relay->adminToken().toUtf8()
+                                                   + " HTTP/1.1\r\nHost: x\r\nConnection: close\r\n\r\n"},
+                                              0, 1500);
+        QCOMPARE(lookup.count("HTTP/1.1 "), 2);
         QStringList requests;
         for (const QString &line : m_log->lines()) {
             if (line.startsWith(QLatin1String("GET ")))
                 requests << line;
         }
-        // The login redirect is followed with the session cookie.
-        QCOMPARE(requests.size(), 3);
+        QVERIFY2(requests.size() == 2, qPrintable(requests.join(QLatin1String(" | "))));
         QVERIFY(QRegularExpression(QStringLiteral("^GET /product-id 200 \\d+\\.\\d\\d ms$")).match(requests[0]).hasMatch());
         QVERIFY(QRegularExpression(QStringLiteral("^GET /inbox 303 \\d+\\.\\d\\d ms$")).match(requests[1]).hasMatch());
-        QVERIFY(QRegularExpression(QStringLiteral("^GET /inbox 200 \\d+\\.\\d\\d ms$")).match(requests[2]).hasMatch());
         for (const QString &line : m_log->lines())
             QVERIFY2(!line.contains(QLatin1String("com.example.log")) && !line.contains(QLatin1Char('?')), qPrintable(line));
     }
