@@ -11,6 +11,12 @@ packages=(
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev ffmpeg
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav
   fonts-dejavu-core xvfb xauth
+  # The relay: its PostgreSQL driver, and a throwaway PostgreSQL server for its tests (scripts/ci-postgres.sh)
+  libqt6sql6-psql postgresql
+  # The relay's inbox browser test (headless Chromium) and its load benchmark
+  chromium wrk
+  # The relay's libFuzzer harnesses (relay/fuzz, built on request)
+  clang
 )
 
 missing=()

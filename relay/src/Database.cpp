@@ -118,7 +118,9 @@ bool Database::open(const QString &url, QString *error)
         *error = QStringLiteral("cannot open %1: %2").arg(redactedUrl(url), m_db.lastError().text());
         return false;
     }
-    if (!m_postgres) {
+    if (m_postgres) {
+        exec(QStringLiteral("SET client_min_messages TO WARNING"));
+    } else {
         exec(QStringLiteral("PRAGMA foreign_keys = ON"));
         exec(QStringLiteral("PRAGMA journal_mode = WAL"));
         exec(QStringLiteral("PRAGMA synchronous = NORMAL"));
@@ -128,23 +130,52 @@ bool Database::open(const QString &url, QString *error)
 
 std::optional<QSqlQuery> Database::exec(const QString &sql, const QVariantList &values)
 {
-    QSqlQuery query(m_db);
-    if (!query.prepare(sql)) {
-        logLine(QStringLiteral("database: cannot prepare a statement: %1").arg(query.lastError().text()));
+    for (int attempt = 0;; ++attempt) {
+        QSqlQuery query(m_db);
+        // Statements without values run as they are (PostgreSQL cannot
+        // prepare schema statements).
+        bool ok = values.isEmpty() ? query.exec(sql) : query.prepare(sql);
+        if (ok && !values.isEmpty()) {
+            for (int i = 0; i < values.size(); ++i)
+                query.bindValue(i, values.at(i));
+            ok = query.exec();
+        }
+        if (ok)
+            return query;
+        const QSqlError error = query.lastError();
+        // A dropped server connection (a PostgreSQL restart) is opened again
+        // once, outside a transaction; anything else is the statement's fault.
+        if (attempt == 0 && m_postgres && !m_inTransaction
+            && (error.type() == QSqlError::ConnectionError || !m_db.isOpen() || m_db.isOpenError())) {
+            logLine(QStringLiteral("database: connection lost (%1); reconnecting").arg(error.text()));
+            m_db.close();
+            if (m_db.open()) {
+                exec(QStringLiteral("SET client_min_messages TO WARNING"));
+                continue;
+            }
+        }
+        logLine(QStringLiteral("database: a statement failed: %1").arg(error.text()));
         return std::nullopt;
     }
-    for (int i = 0; i < values.size(); ++i)
-        query.bindValue(i, values.at(i));
-    if (!query.exec()) {
-        logLine(QStringLiteral("database: a statement failed: %1").arg(query.lastError().text()));
-        return std::nullopt;
-    }
-    return query;
 }
 
-bool Database::transaction() { return m_db.transaction(); }
-bool Database::commit() { return m_db.commit(); }
-void Database::rollback() { m_db.rollback(); }
+bool Database::transaction()
+{
+    m_inTransaction = m_db.transaction();
+    return m_inTransaction;
+}
+
+bool Database::commit()
+{
+    m_inTransaction = false;
+    return m_db.commit();
+}
+
+void Database::rollback()
+{
+    m_inTransaction = false;
+    m_db.rollback();
+}
 
 int Database::schemaVersion()
 {

@@ -46,6 +46,7 @@ private:
     QSqlDatabase m_db;
     QString m_connectionName;
     bool m_postgres = false;
+    bool m_inTransaction = false;
 };
 
 } // namespace relay

@@ -33,9 +33,30 @@ GuardedSocket::GuardedSocket(const ConnectionLimits &limits, RejectLog log, QObj
     // first for every signal.
     connect(this, &QTcpSocket::readyRead, &m_context, [this] { onReadyRead(); });
     connect(this, &QTcpSocket::disconnected, &m_context, [this] { onDisconnected(); });
-    m_timer.setSingleShot(true);
-    connect(&m_timer, &QTimer::timeout, &m_context, [this] { onTimeout(); });
-    armTimer();
+    setDeadline(m_limits.idleTimeoutMs);
+}
+
+qint64 GuardedSocket::nowMs()
+{
+    static const QElapsedTimer clock = [] {
+        QElapsedTimer t;
+        t.start();
+        return t;
+    }();
+    return clock.elapsed();
+}
+
+QString GuardedSocket::clientAddress()
+{
+    if (m_clientAddress.isEmpty()) {
+        QHostAddress address = peerAddress();
+        bool isV4 = false;
+        const quint32 v4 = address.toIPv4Address(&isV4);
+        if (isV4)
+            address = QHostAddress(v4);
+        m_clientAddress = address.toString();
+    }
+    return m_clientAddress;
 }
 
 GuardedSocket *GuardedSocket::current()
@@ -52,20 +73,35 @@ void GuardedSocket::endResponse()
 {
     if (m_pending > 0)
         --m_pending;
+    // Answers go out in the order of the requests.
+    const bool close = !m_closeAfter.isEmpty() && m_closeAfter.takeFirst();
+    if (close && !m_closed) {
+        disconnectFromHost(); // once the answer has been written
+        return;
+    }
     if (m_pending == 0) {
         if (m_closed)
             deleteLater();
         else
-            armTimer();
+            armIdleOrRequestDeadline();
     }
 }
 
-void GuardedSocket::armTimer()
+void GuardedSocket::requestComplete()
+{
+    m_closeAfter.append(m_closeAfterResponse);
+    m_state = State::Head;
+    armIdleOrRequestDeadline();
+}
+
+void GuardedSocket::armIdleOrRequestDeadline()
 {
     if (m_state == State::Rejected)
         return;
     const bool midRequest = m_state == State::Body || !m_head.isEmpty();
-    m_timer.start(midRequest ? m_limits.requestTimeoutMs : m_limits.idleTimeoutMs);
+    if (!midRequest)
+        setDeadline(m_limits.idleTimeoutMs);
+    // Mid-request the deadline set when the request began stands.
 }
 
 void GuardedSocket::onReadyRead()
@@ -79,8 +115,15 @@ void GuardedSocket::onReadyRead()
             disconnectFromHost();
         return;
     }
-    const QByteArray bytes = peek(bytesAvailable());
-    consume(bytes);
+    const qint64 available = bytesAvailable();
+    if (m_state == State::Body && available <= m_bodyLeft) {
+        // All of it is body: count it without copying it.
+        m_bodyLeft -= available;
+        if (m_bodyLeft == 0)
+            requestComplete();
+        return;
+    }
+    consume(peek(available));
 }
 
 void GuardedSocket::consume(QByteArrayView bytes)
@@ -91,10 +134,8 @@ void GuardedSocket::consume(QByteArrayView bytes)
             const qint64 take = std::min<qint64>(m_bodyLeft, bytes.size() - i);
             m_bodyLeft -= take;
             i += take;
-            if (m_bodyLeft == 0) {
-                m_state = State::Head;
-                armTimer();
-            }
+            if (m_bodyLeft == 0)
+                requestComplete();
             continue;
         }
         // Head: empty lines between requests are ignored.
@@ -104,7 +145,7 @@ void GuardedSocket::consume(QByteArrayView bytes)
         }
         if (m_head.isEmpty()) {
             m_requestClock.start();
-            m_timer.start(m_limits.requestTimeoutMs);
+            setDeadline(m_limits.requestTimeoutMs);
         }
         const qsizetype room = m_limits.maxHeaderBytes + 4 - m_head.size();
         const qsizetype take = std::min<qsizetype>(room, bytes.size() - i);
@@ -129,25 +170,31 @@ void GuardedSocket::consume(QByteArrayView bytes)
 
 bool GuardedSocket::headComplete()
 {
-    const QList<QByteArray> lines = m_head.split('\n');
-    const QList<QByteArray> requestLine = lines.value(0).trimmed().split(' ');
+    // The request line, then "Name: value" lines, each ending in LF.
+    qsizetype lineEnd = m_head.indexOf('\n');
+    const QByteArray first = m_head.left(lineEnd).trimmed();
+    const QList<QByteArray> requestLine = first.split(' ');
     m_method = requestLine.value(0);
     const QByteArray target = requestLine.value(1);
-    m_path = target.left(target.indexOf('?') < 0 ? target.size() : target.indexOf('?'));
+    const qsizetype question = target.indexOf('?');
+    m_path = question < 0 ? target : target.left(question);
     if (m_path.size() > 200)
         m_path = m_path.left(200) + "...";
     qint64 length = 0;
     bool sawLength = false;
     bool chunked = false;
     bool expectContinue = false;
-    for (int i = 1; i < lines.size(); ++i) {
-        const QByteArray line = lines.at(i).trimmed();
+    m_closeAfterResponse = requestLine.value(2) == "HTTP/1.0";
+    while (lineEnd >= 0 && lineEnd + 1 < m_head.size()) {
+        const qsizetype start = lineEnd + 1;
+        lineEnd = m_head.indexOf('\n', start);
+        const QByteArrayView line = QByteArrayView(m_head).sliced(start, (lineEnd < 0 ? m_head.size() : lineEnd) - start);
         const qsizetype colon = line.indexOf(':');
         if (colon <= 0)
             continue;
-        const QByteArray name = line.left(colon).trimmed().toLower();
-        const QByteArray value = line.mid(colon + 1).trimmed();
-        if (name == "content-length") {
+        const QByteArrayView name = line.first(colon).trimmed();
+        const QByteArrayView value = line.sliced(colon + 1).trimmed();
+        if (name.compare("content-length", Qt::CaseInsensitive) == 0) {
             bool ok = false;
             const qint64 n = value.toLongLong(&ok);
             if (!ok || n < 0 || (sawLength && n != length)) {
@@ -156,9 +203,13 @@ bool GuardedSocket::headComplete()
             }
             length = n;
             sawLength = true;
-        } else if (name == "transfer-encoding") {
+        } else if (name.compare("transfer-encoding", Qt::CaseInsensitive) == 0) {
             chunked = true;
-        } else if (name == "expect" && value.toLower() == "100-continue") {
+        } else if (name.compare("connection", Qt::CaseInsensitive) == 0) {
+            m_closeAfterResponse = value.compare("close", Qt::CaseInsensitive) == 0
+                || (m_closeAfterResponse && value.compare("keep-alive", Qt::CaseInsensitive) != 0);
+        } else if (name.compare("expect", Qt::CaseInsensitive) == 0
+                   && value.compare("100-continue", Qt::CaseInsensitive) == 0) {
             expectContinue = true;
         }
     }
@@ -179,8 +230,14 @@ bool GuardedSocket::headComplete()
         write("HTTP/1.1 100 Continue\r\n\r\n");
     m_head.clear();
     m_bodyLeft = length;
-    m_state = length > 0 ? State::Body : State::Head;
-    armTimer();
+    if (length == 0) {
+        requestComplete();
+        return true;
+    }
+    m_state = State::Body;
+    // A large upload on a slow link gets the time it needs at a modest rate,
+    // never an unbounded one.
+    setDeadline(m_limits.requestTimeoutMs + int(std::min<qint64>(length * 1000 / kMinBodyBytesPerSecond, 3600000)));
     return true;
 }
 
@@ -205,19 +262,21 @@ void GuardedSocket::reject(int status, const QByteArray &message)
         m_log(m_method.isEmpty() ? QByteArray("-") : m_method, m_path.isEmpty() ? QByteArray("-") : m_path,
               status, m_requestClock.isValid() ? m_requestClock.nsecsElapsed() / 1e6 : 0.0);
     // Linger briefly so that the client reads the answer before the close.
-    m_timer.start(m_drainLeft > 0 ? 5000 : 1000);
+    setDeadline(m_drainLeft > 0 ? 5000 : 1000);
     if (m_drainLeft <= 0)
         disconnectFromHost();
 }
 
-void GuardedSocket::onTimeout()
+void GuardedSocket::checkDeadline(qint64 now)
 {
+    if (m_closed || now < m_deadlineMs)
+        return;
     if (m_state == State::Rejected) {
         abort();
         return;
     }
     if (m_pending > 0) {
-        armTimer(); // a response is still being computed
+        setDeadline(m_limits.idleTimeoutMs); // a response is still being computed
         return;
     }
     if (m_state == State::Body || !m_head.isEmpty()) {
@@ -230,7 +289,6 @@ void GuardedSocket::onTimeout()
 void GuardedSocket::onDisconnected()
 {
     m_closed = true;
-    m_timer.stop();
     if (m_pending > 0) {
         // QHttpServer would delete the socket now while a response is still
         // on its way to it; this object deletes itself in endResponse.

@@ -3,7 +3,9 @@
 // - refuses request heads over the header limit (431), bodies over the body
 //   limit (413, before the body is read), chunked bodies (411) and requests
 //   that do not arrive in time (408), each with a JSON error, then closes;
-// - closes idle keep-alive connections;
+// - closes idle keep-alive connections (GuardedTcpServer sweeps the
+//   deadlines), and a connection whose client asked for its close once the
+//   answer is out;
 // - keeps itself alive while a response is still being computed, so that a
 //   client that hangs up early never leaves QHttpServer writing to a deleted
 //   socket.
@@ -12,11 +14,14 @@
 #include <QElapsedTimer>
 #include <QPointer>
 #include <QTcpSocket>
-#include <QTimer>
 
 #include <functional>
 
 namespace relay {
+
+/// A request body must arrive at least this fast on top of the request
+/// time-out (so a 50 MiB video may take the time-out plus 25 minutes).
+constexpr qint64 kMinBodyBytesPerSecond = 32 * 1024;
 
 struct ConnectionLimits {
     qint64 maxBodyBytes = 50 * 1024 * 1024;
@@ -44,21 +49,33 @@ public:
     void endResponse();
     int pendingResponses() const { return m_pending; }
 
+    /// Enforces the time limits; the server calls it a few times a second
+    /// (one sweep for all connections is cheaper than a timer restarted at
+    /// every request).
+    void checkDeadline(qint64 nowMs);
+    /// The clock all deadlines are read from.
+    static qint64 nowMs();
+
+    /// The peer's address as text (IPv4-mapped addresses as IPv4), made once.
+    QString clientAddress();
+
 private:
     enum class State { Head, Body, Rejected };
 
     void onReadyRead();
     void onDisconnected();
-    void onTimeout();
     void consume(QByteArrayView bytes);
     bool headComplete();
     void reject(int status, const QByteArray &message);
-    void armTimer();
+    void setDeadline(int fromNowMs) { m_deadlineMs = nowMs() + fromNowMs; }
+    void armIdleOrRequestDeadline();
+    void requestComplete();
 
     ConnectionLimits m_limits;
     RejectLog m_log;
     QObject m_context; // receiver of the guard's own connections
-    QTimer m_timer;
+    qint64 m_deadlineMs = 0;
+    QString m_clientAddress;
     State m_state = State::Head;
     QByteArray m_head;
     QByteArray m_method;
@@ -66,6 +83,8 @@ private:
     qint64 m_bodyLeft = 0;
     QElapsedTimer m_requestClock;
     int m_pending = 0;
+    bool m_closeAfterResponse = false; // of the request being read: "Connection: close", or HTTP/1.0
+    QList<bool> m_closeAfter;          // of each request read and not yet answered, in order
     bool m_closed = false;
     qint64 m_drainLeft = 0;
 };

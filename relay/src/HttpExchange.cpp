@@ -5,15 +5,6 @@
 
 namespace relay {
 
-QByteArray HttpExchange::header(const QByteArray &name) const
-{
-    for (const auto &[n, v] : headers) {
-        if (n.compare(name, Qt::CaseInsensitive) == 0)
-            return v;
-    }
-    return {};
-}
-
 QHttpServerResponse jsonAnswer(const QJsonObject &object, QHttpServerResponse::StatusCode status)
 {
     QHttpServerResponse response(QByteArrayLiteral("application/json"),

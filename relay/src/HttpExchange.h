@@ -7,8 +7,6 @@
 #include <QElapsedTimer>
 #include <QHostAddress>
 #include <QHttpServerResponse>
-#include <QList>
-#include <QPair>
 #include <QString>
 #include <QUrlQuery>
 
@@ -20,11 +18,13 @@ struct HttpExchange {
     QByteArray method;
     QString path;      // without the query
     QUrlQuery query;
-    QList<QPair<QByteArray, QByteArray>> headers;
+    /// The headers the handlers read (copying all of them for every
+    /// request costs more than the few that are used).
+    QByteArray contentType;
+    QByteArray authorization;
+    QByteArray cookie;
     QByteArray body;
     QString client;    // the client address (see RelayConfig::trustForwardedFor)
-
-    QByteArray header(const QByteArray &name) const;
 };
 
 using Respond = std::function<void(QHttpServerResponse)>;

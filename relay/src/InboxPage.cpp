@@ -88,11 +88,11 @@ QByteArray InboxPage::servedType(const QByteArray &stored, bool *inlineSafe)
 
 bool InboxPage::authorised(const HttpExchange &exchange) const
 {
-    const QByteArray authorization = exchange.header("Authorization");
+    const QByteArray authorization = exchange.authorization;
     if (authorization.startsWith("Bearer ")
         && constantTimeEqual(authorization.mid(7).trimmed(), m_adminToken.toUtf8()))
         return true;
-    const QByteArray cookie = cookieValue(exchange.header("Cookie"));
+    const QByteArray cookie = cookieValue(exchange.cookie);
     return !cookie.isEmpty() && constantTimeEqual(cookie, sessionValue());
 }
 

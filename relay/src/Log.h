@@ -1,5 +1,6 @@
 // The relay's log: one plain line per event on standard error, with a UTC
-// time stamp. Callers never pass tokens, secrets or query strings.
+// time stamp, written in small batches (within 20 ms). Callers never pass
+// tokens, secrets or query strings.
 #pragma once
 
 #include <QString>
@@ -9,6 +10,8 @@
 namespace relay {
 
 void logLine(const QString &line);
+/// Writes the lines still gathered (before the program ends).
+void flushLog();
 /// Observes every line (tests); nullptr removes the observer.
 void setLogObserver(std::function<void(const QString &)> observer);
 

@@ -29,8 +29,8 @@ Product fromQuery(const QSqlQuery &q)
 
 std::optional<Product> ProductStore::add(Product product, QString *error)
 {
-    if (product.bundleId.isEmpty()) {
-        *error = QStringLiteral("a bundle id is required");
+    if (product.bundleId.isEmpty() || product.bundleId.size() > 255) {
+        *error = QStringLiteral("a bundle id of 1 to 255 characters is required");
         return std::nullopt;
     }
     if (product.sink.isEmpty()) {
@@ -46,7 +46,7 @@ std::optional<Product> ProductStore::add(Product product, QString *error)
         *error = QStringLiteral("a monday product needs a token, a board id and a group id");
         return std::nullopt;
     }
-    if (byBundleId(product.bundleId)) {
+    if (one(QStringLiteral("bundle_id"), product.bundleId)) {
         *error = QStringLiteral("a product for %1 exists already").arg(product.bundleId);
         return std::nullopt;
     }
@@ -60,6 +60,8 @@ std::optional<Product> ProductStore::add(Product product, QString *error)
         *error = QStringLiteral("the database refused the product");
         return std::nullopt;
     }
+    m_byId.clear();
+    m_byBundle.clear();
     return product;
 }
 
@@ -72,14 +74,31 @@ std::optional<Product> ProductStore::one(const QString &where, const QString &va
     return fromQuery(*q);
 }
 
+std::optional<Product> ProductStore::cached(QHash<QString, Cached> &cache, const QString &where, const QString &key)
+{
+    const qint64 now = m_clock.elapsed();
+    const auto it = cache.constFind(key);
+    if (it != cache.constEnd() && now - it->atMs < m_cacheMs)
+        return it->product;
+    if (cache.size() > 10000)
+        cache.clear(); // bounded, whatever clients ask for
+    std::optional<Product> product = one(where, key);
+    cache.insert(key, Cached{product, now});
+    return product;
+}
+
 std::optional<Product> ProductStore::byId(const QString &id)
 {
-    return one(QStringLiteral("id"), id);
+    if (id.size() > 64)
+        return std::nullopt; // longer than any id: neither queried nor cached
+    return cached(m_byId, QStringLiteral("id"), id);
 }
 
 std::optional<Product> ProductStore::byBundleId(const QString &bundleId)
 {
-    return one(QStringLiteral("bundle_id"), bundleId);
+    if (bundleId.size() > 255)
+        return std::nullopt;
+    return cached(m_byBundle, QStringLiteral("bundle_id"), bundleId);
 }
 
 QList<Product> ProductStore::all()
@@ -93,9 +112,9 @@ QList<Product> ProductStore::all()
 
 bool ProductStore::remove(const QString &idOrBundleId)
 {
-    std::optional<Product> p = byId(idOrBundleId);
+    std::optional<Product> p = one(QStringLiteral("id"), idOrBundleId);
     if (!p)
-        p = byBundleId(idOrBundleId);
+        p = one(QStringLiteral("bundle_id"), idOrBundleId);
     if (!p)
         return false;
     m_db.transaction();
@@ -109,6 +128,8 @@ bool ProductStore::remove(const QString &idOrBundleId)
         m_db.commit();
     else
         m_db.rollback();
+    m_byId.clear();
+    m_byBundle.clear();
     return ok;
 }
 

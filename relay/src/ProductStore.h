@@ -2,6 +2,8 @@
 // the board, group, file column and API token.
 #pragma once
 
+#include <QElapsedTimer>
+#include <QHash>
 #include <QList>
 #include <QString>
 
@@ -24,10 +26,15 @@ struct Product {
     bool isMonday() const { return sink == QLatin1String("monday"); }
 };
 
+/// Lookups are cached in memory for a short time (2 s by default), hits
+/// and misses alike: the kit asks for its product id at every start, and a
+/// flood of lookups must not become a flood of queries. Changes made by this
+/// process show at once; changes made by another relay instance or by the
+/// admin command show within the cache time.
 class ProductStore
 {
 public:
-    explicit ProductStore(Database &db) : m_db(db) {}
+    explicit ProductStore(Database &db, int cacheMs = 2000) : m_db(db), m_cacheMs(cacheMs) { m_clock.start(); }
 
     /// Adds a product with a fresh id. The sink is "monday" when a token,
     /// board and group are given, "inbox" otherwise.
@@ -39,8 +46,17 @@ public:
     bool remove(const QString &idOrBundleId);
 
 private:
+    struct Cached {
+        std::optional<Product> product;
+        qint64 atMs = 0;
+    };
     std::optional<Product> one(const QString &where, const QString &value);
+    std::optional<Product> cached(QHash<QString, Cached> &cache, const QString &where, const QString &key);
     Database &m_db;
+    int m_cacheMs;
+    QElapsedTimer m_clock;
+    QHash<QString, Cached> m_byId;
+    QHash<QString, Cached> m_byBundle;
 };
 
 } // namespace relay

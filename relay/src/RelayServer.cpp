@@ -1,5 +1,6 @@
 #include "RelayServer.h"
 
+#include "GuardedSocket.h"
 #include "GuardedTcpServer.h"
 #include "InboxPage.h"
 #include "Log.h"
@@ -13,7 +14,6 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkAccessManager>
-#include <QPromise>
 #include <QTimer>
 
 namespace relay {
@@ -98,18 +98,18 @@ bool RelayServer::start(QString *error)
     m_http = new QHttpServer(this);
     const int get = int(Method::Get);
     const int post = int(Method::Post);
+    addRoute(QStringLiteral("/product-id"), get, [this](const HttpExchange &e, const Respond &r) {
+        m_reports->productId(e, r);
+    });
+    addRoute(QStringLiteral("/monday/add-item"), post, [this](const HttpExchange &e, const Respond &r) {
+        m_reports->addItem(e, r);
+    });
     addRoute(QStringLiteral("/healthz"), get, [this](const HttpExchange &, const Respond &respond) {
         const bool ok = m_db.exec(QStringLiteral("SELECT 1")).has_value();
         respond(jsonAnswer(QJsonObject{{QStringLiteral("status"), ok ? QStringLiteral("ok") : QStringLiteral("degraded")},
                                        {QStringLiteral("database"), m_db.isPostgres() ? QStringLiteral("postgresql")
                                                                                       : QStringLiteral("sqlite")}},
                            ok ? Status::Ok : Status::ServiceUnavailable));
-    });
-    addRoute(QStringLiteral("/product-id"), get, [this](const HttpExchange &e, const Respond &r) {
-        m_reports->productId(e, r);
-    });
-    addRoute(QStringLiteral("/monday/add-item"), post, [this](const HttpExchange &e, const Respond &r) {
-        m_reports->addItem(e, r);
     });
     addRoute(QStringLiteral("/monday/upload-file"), post, [this](const HttpExchange &e, const Respond &r) {
         m_reports->uploadFile(e, r);
@@ -119,11 +119,27 @@ bool RelayServer::start(QString *error)
         m_inbox->file(e, e.path.mid(int(strlen("/inbox/files/"))), r);
     });
     m_http->setMissingHandler([this](const QHttpServerRequest &request, QHttpServerResponder &&responder) {
+        const QPointer<GuardedSocket> socket = GuardedSocket::current();
+        if (socket)
+            socket->beginResponse();
         QElapsedTimer timer;
         timer.start();
-        const QJsonObject body{{QStringLiteral("error"), QStringLiteral("not found")}, {QStringLiteral("status"), 404}};
-        responder.write(QJsonDocument(body), Status::NotFound);
-        logRequest(methodName(request.method()), request.url().path(), 404, timer.nsecsElapsed() / 1e6);
+        const QString path = request.url().path();
+        // A known path asked with the wrong method is 405, anything else 404.
+        static const QStringList getPaths{QStringLiteral("/product-id"), QStringLiteral("/healthz"), QStringLiteral("/inbox")};
+        static const QStringList postPaths{QStringLiteral("/monday/add-item"), QStringLiteral("/monday/upload-file")};
+        const bool known = getPaths.contains(path) || postPaths.contains(path)
+            || path.startsWith(QLatin1String("/inbox/files/"));
+        const Status status = known ? Status::MethodNotAllowed : Status::NotFound;
+        const QJsonObject body{{QStringLiteral("error"), known ? QStringLiteral("method not allowed") : QStringLiteral("not found")},
+                               {QStringLiteral("status"), int(status)}};
+        if (known)
+            responder.write(QJsonDocument(body), {{"Allow", postPaths.contains(path) ? "POST" : "GET"}}, status);
+        else
+            responder.write(QJsonDocument(body), status);
+        logRequest(methodName(request.method()), path, int(status), timer.nsecsElapsed() / 1e6);
+        if (socket)
+            socket->endResponse();
     });
 
     ConnectionLimits limits;
@@ -157,22 +173,27 @@ quint16 RelayServer::port() const
     return m_tcp ? m_tcp->serverPort() : 0;
 }
 
-HttpExchange RelayServer::exchangeFor(const QHttpServerRequest &request) const
+HttpExchange RelayServer::exchangeFor(const QHttpServerRequest &request, GuardedSocket *socket) const
 {
     HttpExchange e;
     e.method = methodName(request.method());
-    e.path = request.url().path();
-    e.query = request.query();
-    e.headers = request.headers();
+    const QUrl url = request.url();
+    e.path = url.path();
+    e.query = QUrlQuery(url);
+    e.contentType = request.value(QByteArrayLiteral("Content-Type"));
+    e.authorization = request.value(QByteArrayLiteral("Authorization"));
+    e.cookie = request.value(QByteArrayLiteral("Cookie"));
     e.body = request.body();
-    QHostAddress address = request.remoteAddress();
-    bool isV4 = false;
-    const quint32 v4 = address.toIPv4Address(&isV4);
-    if (isV4)
-        address = QHostAddress(v4);
-    e.client = address.toString();
+    if (socket) {
+        e.client = socket->clientAddress();
+    } else {
+        QHostAddress address = request.remoteAddress();
+        bool isV4 = false;
+        const quint32 v4 = address.toIPv4Address(&isV4);
+        e.client = isV4 ? QHostAddress(v4).toString() : address.toString();
+    }
     if (m_config.trustForwardedFor) {
-        const QByteArray forwarded = e.header("X-Forwarded-For");
+        const QByteArray forwarded = request.value(QByteArrayLiteral("X-Forwarded-For"));
         if (!forwarded.isEmpty()) {
             const QHostAddress last(QString::fromLatin1(forwarded.split(',').last().trimmed()));
             if (!last.isNull())
@@ -185,63 +206,59 @@ HttpExchange RelayServer::exchangeFor(const QHttpServerRequest &request) const
 void RelayServer::addRoute(const QString &path, int methods, Handler handler)
 {
     const bool prefix = path.endsWith(QLatin1Char('/'));
-    const auto dispatch = [this, handler](const QHttpServerRequest &request) -> QFuture<QHttpServerResponse> {
+    // Handlers answer through a responder they may keep: that is how an
+    // answer waits for monday. (QHttpServer 6.4 also takes a QFuture, but its
+    // continuation crashes when the promise is fulfilled on the server's own
+    // thread, so the responder form is used.)
+    const auto dispatch = [this, handler](const QHttpServerRequest &request, QHttpServerResponder &&responder) {
         QElapsedTimer timer;
         timer.start();
-        const HttpExchange exchange = exchangeFor(request);
         const QPointer<GuardedSocket> socket = GuardedSocket::current();
+        const HttpExchange exchange = exchangeFor(request, socket.data());
         if (socket)
             socket->beginResponse();
         ++m_inFlight;
-        auto promise = std::make_shared<QPromise<QHttpServerResponse>>();
-        promise->start();
-        QFuture<QHttpServerResponse> future = promise->future();
-        auto answered = std::make_shared<bool>(false);
+        auto held = std::make_shared<std::optional<QHttpServerResponder>>(std::move(responder));
         const QByteArray method = exchange.method;
         const QString path = exchange.path;
-        const Respond respond = [this, promise, socket, timer, method, path, answered](QHttpServerResponse response) {
-            if (*answered)
-                return;
-            *answered = true;
+        const Respond respond = [this, held, socket, timer, method, path](QHttpServerResponse response) {
+            if (!held->has_value())
+                return; // answered already
             logRequest(method, path, int(response.statusCode()), timer.nsecsElapsed() / 1e6);
-            promise->addResult(std::move(response));
-            promise->finish();
-            // Queued after QHttpServer's continuation that writes the answer.
-            QMetaObject::invokeMethod(
-                this,
-                [this, socket] {
-                    if (socket)
-                        socket->endResponse();
-                    --m_inFlight;
-                    checkStopped();
-                },
-                Qt::QueuedConnection);
+            // The answer is written to the connection here and now; the
+            // connection stays alive until endResponse (see GuardedSocket).
+            response.write(std::move(**held));
+            held->reset();
+            if (socket)
+                socket->endResponse();
+            --m_inFlight;
+            checkStopped();
         };
         if (!m_clientLimiter.allow(exchange.client)) {
             QHttpServerResponse response = jsonError(Status::TooManyRequests, QStringLiteral("too many requests"));
             response.setHeader(QByteArrayLiteral("Retry-After"),
                                QByteArray::number(m_clientLimiter.retryAfterSeconds(exchange.client)));
             respond(std::move(response));
-            return future;
+            return;
         }
         handler(exchange, respond);
-        return future;
     };
     const auto rule = QHttpServerRequest::Methods(QHttpServerRequest::Method(methods));
     if (prefix)
-        m_http->route(path + QStringLiteral("<arg>"), rule, [dispatch](const QString &, const QHttpServerRequest &request) {
-            return dispatch(request);
-        });
+        m_http->route(path + QStringLiteral("<arg>"), rule,
+                      [dispatch](const QString &, const QHttpServerRequest &request, QHttpServerResponder &&responder) {
+                          dispatch(request, std::move(responder));
+                      });
     else
-        m_http->route(path, rule, [dispatch](const QHttpServerRequest &request) { return dispatch(request); });
+        m_http->route(path, rule, [dispatch](const QHttpServerRequest &request, QHttpServerResponder &&responder) {
+            dispatch(request, std::move(responder));
+        });
 }
 
 void RelayServer::logRequest(const QByteArray &method, const QString &path, int status, double ms)
 {
-    logLine(QStringLiteral("%1 %2 %3 %4 ms")
-                .arg(QString::fromLatin1(method), loggablePath(path))
-                .arg(status)
-                .arg(ms, 0, 'f', 2));
+    logLine(QString::fromLatin1(method) + QLatin1Char(' ') + loggablePath(path) + QLatin1Char(' ')
+            + QString::number(status) + QLatin1Char(' ') + QString::number(ms, 'f', 2) + QStringLiteral(" ms"));
 }
 
 void RelayServer::stop()

@@ -20,6 +20,7 @@ class QNetworkAccessManager;
 
 namespace relay {
 
+class GuardedSocket;
 class GuardedTcpServer;
 class InboxPage;
 class MondaySink;
@@ -54,7 +55,7 @@ Q_SIGNALS:
 private:
     using Handler = std::function<void(const HttpExchange &, const Respond &)>;
     void addRoute(const QString &path, int methods, Handler handler);
-    HttpExchange exchangeFor(const QHttpServerRequest &request) const;
+    HttpExchange exchangeFor(const QHttpServerRequest &request, GuardedSocket *socket) const;
     void logRequest(const QByteArray &method, const QString &path, int status, double ms);
     void checkStopped();
 

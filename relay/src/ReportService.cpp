@@ -1,5 +1,6 @@
 #include "ReportService.h"
 
+#include "AddItemRequest.h"
 #include "ItemStore.h"
 #include "Log.h"
 #include "MondaySink.h"
@@ -54,7 +55,11 @@ void ReportService::productId(const HttpExchange &exchange, const Respond &respo
         respond(jsonAnswer(QJsonObject{}, Status::NotFound));
         return;
     }
-    respond(jsonAnswer(QJsonObject{{QStringLiteral("productId"), product->id}}));
+    // Product ids are hexadecimal: the answer needs no JSON escaping.
+    QHttpServerResponse response(QByteArrayLiteral("application/json"),
+                                 "{\"productId\":\"" + product->id.toLatin1() + "\"}");
+    response.addHeader(QByteArrayLiteral("Cache-Control"), QByteArrayLiteral("no-store"));
+    respond(std::move(response));
 }
 
 void ReportService::addItem(const HttpExchange &exchange, const Respond &respond)
@@ -65,27 +70,14 @@ void ReportService::addItem(const HttpExchange &exchange, const Respond &respond
         respond(jsonError(Status::NotFound, QStringLiteral("unknown product")));
         return;
     }
-    QJsonParseError parseError;
-    const QJsonDocument doc = QJsonDocument::fromJson(exchange.body, &parseError);
-    if (parseError.error != QJsonParseError::NoError || !doc.isObject()) {
-        respond(jsonError(Status::BadRequest, QStringLiteral("the body is not a JSON object")));
+    QString error;
+    const std::optional<AddItemRequest> request =
+        AddItemRequest::parse(exchange.body, m_config.maxItemNameLength, &error);
+    if (!request) {
+        respond(jsonError(Status::BadRequest, error));
         return;
     }
-    const QJsonValue nameValue = doc.object().value(QStringLiteral("item_name"));
-    if (!nameValue.isString()) {
-        respond(jsonError(Status::BadRequest, QStringLiteral("item_name must be a text")));
-        return;
-    }
-    const QString name = nameValue.toString();
-    if (name.trimmed().isEmpty()) {
-        respond(jsonError(Status::BadRequest, QStringLiteral("item_name is empty")));
-        return;
-    }
-    if (name.size() > m_config.maxItemNameLength) {
-        respond(jsonError(Status::BadRequest,
-                          QStringLiteral("item_name is longer than %1 characters").arg(m_config.maxItemNameLength)));
-        return;
-    }
+    const QString name = request->itemName;
     if (!limitProduct(product->id, respond))
         return;
 
@@ -118,7 +110,7 @@ void ReportService::addItem(const HttpExchange &exchange, const Respond &respond
 
 void ReportService::uploadFile(const HttpExchange &exchange, const Respond &respond)
 {
-    const std::optional<QByteArray> boundary = MultipartParser::boundary(exchange.header("Content-Type"));
+    const std::optional<QByteArray> boundary = MultipartParser::boundary(exchange.contentType);
     if (!boundary) {
         respond(jsonError(Status::BadRequest, QStringLiteral("the body is not multipart/form-data with a boundary")));
         return;

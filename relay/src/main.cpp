@@ -50,6 +50,7 @@ int main(int argc, char **argv)
     QString error;
     if (!server.start(&error)) {
         relay::logLine(QStringLiteral("cannot start: ") + error);
+        relay::flushLog();
         return 1;
     }
     relay::SignalWatcher watcher;
@@ -58,5 +59,7 @@ int main(int argc, char **argv)
         server.stop();
     });
     QObject::connect(&server, &relay::RelayServer::stopped, &app, &QCoreApplication::quit);
-    return app.exec();
+    const int code = app.exec();
+    relay::flushLog();
+    return code;
 }

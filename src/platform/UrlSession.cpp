@@ -86,7 +86,7 @@ std::optional<QByteArray> UrlRequest::value(const QByteArray &headerField) const
 
 QString UrlError::description() const
 {
-    return QStringLiteral("Error Domain=NSURLErrorDomain Code=%1 \"%2\"")
+    return QStringLiteral("Error Domain=URLErrorDomain Code=%1 \"%2\"")
         .arg(code)
         .arg(localizedDescription);
 }

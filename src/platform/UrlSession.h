@@ -61,7 +61,7 @@ struct TESSIVO_EXPORT UrlError {
     int code = -1; // the platform's URL error codes (-1001 timed out, ...)
     QString localizedDescription;
     /// The error's default textual form, for example
-    /// `Error Domain=NSURLErrorDomain Code=-1004 "Could not connect to the
+    /// `Error Domain=URLErrorDomain Code=-1004 "Could not connect to the
     /// server."`. It never holds the request's URL (which may carry
     /// credentials in its query).
     QString description() const;

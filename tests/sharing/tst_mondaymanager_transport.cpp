@@ -59,7 +59,7 @@ private Q_SLOTS:
         QTRY_VERIFY(result.called());
         QCOMPARE(result.value(), std::nullopt);
         QCOMPARE(console.lines(), QStringList{QStringLiteral(
-            "Create monday card error:Error Domain=NSURLErrorDomain Code=-1005 \"The network connection was lost.\"")});
+            "Create monday card error:Error Domain=URLErrorDomain Code=-1005 \"The network connection was lost.\"")});
     }
 
     void imageUploadTimesOutAfterFiveSeconds()
@@ -74,7 +74,7 @@ private Q_SLOTS:
         const qint64 elapsed = timer.elapsed();
         QVERIFY2(elapsed >= 4500 && elapsed < 9000, qPrintable(QString::number(elapsed)));
         QCOMPARE(console.lines().first(), QStringLiteral(
-            "nil nil Optional(Error Domain=NSURLErrorDomain Code=-1001 \"The request timed out.\")"));
+            "nil nil Optional(Error Domain=URLErrorDomain Code=-1001 \"The request timed out.\")"));
         m_hold = false;
         qDeleteAll(m_held);
         m_held.clear();
