@@ -131,7 +131,7 @@ private Q_SLOTS:
         QNetworkRequest request{QUrl(QStringLiteral("http://127.0.0.1:%1/monday/add-item?productId=%2").arg(port).arg(productId))};
         request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
         QNetworkReply *reply = nam.post(request, QByteArray("{\"item_name\":\"in flight\"}"));
-        QTRY_COMPARE(monday.calls().size(), 1);
+        QTRY_COMPARE_WITH_TIMEOUT(monday.calls().size(), 1, 15000);
         ::kill(pid_t(relay.processId()), SIGTERM);
         QTRY_VERIFY_WITH_TIMEOUT(reply->isFinished(), 10000);
         QCOMPARE(reply->attribute(QNetworkRequest::HttpStatusCodeAttribute).toInt(), 200);
