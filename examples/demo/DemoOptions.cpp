@@ -21,7 +21,9 @@ std::optional<DemoOptions> DemoOptions::parse(const QCoreApplication &app, int &
         {"trello-list", "Trello list id (with --trello-key and --trello-token).", "id"},
         {"trello-key", "Trello API key.", "key"},
         {"trello-token", "Trello API token.", "token"},
-        {"relay-url", "Base URL of the relay server (overrides TessivoRelayURL).", "url"},
+        {"relay-url", "Base URL of a relay server. Without it (and without TESSIVO_RELAY_URL)\n"
+                      "the demo starts a relay of its own on 127.0.0.1 with an inbox.", "url"},
+        {"no-relay", "Do not start the demo's own relay."},
         {"headless-seconds", "Without a display, run this long and exit (default 3).", "seconds",
          "3"},
         {"tour", "Drive the kit through every kind of report on its own."},
@@ -69,6 +71,7 @@ std::optional<DemoOptions> DemoOptions::parse(const QCoreApplication &app, int &
         return std::nullopt;
     }
     o.relayUrl = parser.value("relay-url");
+    o.noRelay = parser.isSet("no-relay");
     bool ok = false;
     o.headlessSeconds = parser.value("headless-seconds").toDouble(&ok);
     if (!ok || o.headlessSeconds < 0) {

@@ -15,6 +15,7 @@ struct DemoOptions {
     std::optional<tessivo::ShareMethod> shareMethod;
     QString trelloList, trelloKey, trelloToken;
     QString relayUrl;
+    bool noRelay = false;
     double headlessSeconds = 3.0;
     bool tour = false;
 

@@ -1,11 +1,14 @@
 // The demo host app: it links the kit, configures it from the command line
 // and forwards its activation, as any host does.
 #include "DemoOptions.h"
+#include "DemoRelay.h"
 #include "DemoWindow.h"
 
 #include <Tessivo/Tessivo.h>
 
 #include <QApplication>
+#include <QDir>
+#include <QStandardPaths>
 #include <QTimer>
 
 #include <cstdio>
@@ -36,8 +39,34 @@ int main(int argc, char **argv)
     const auto options = DemoOptions::parse(app, exitCode);
     if (!options)
         return exitCode;
-    if (!options->relayUrl.isEmpty())
+    // Where monday reports go: the relay named on the command line or in the
+    // environment, else a relay of the demo's own with an inbox.
+    std::unique_ptr<DemoRelay> relay;
+    if (!options->relayUrl.isEmpty()) {
         app.setProperty("TessivoRelayURL", options->relayUrl);
+    } else if (qEnvironmentVariableIsEmpty("TESSIVO_RELAY_URL") && !options->noRelay) {
+#ifdef TESSIVO_DEMO_RELAY
+        const QString dataDir = QDir(QStandardPaths::writableLocation(QStandardPaths::AppDataLocation))
+                                    .filePath(QStringLiteral("demo-relay"));
+        relay = std::make_unique<DemoRelay>(QStringLiteral(TESSIVO_DEMO_RELAY), dataDir);
+        QString error;
+        if (relay->start(QStringLiteral("com.fernhollow.tessivo.demo"), &error)) {
+            app.setProperty("TessivoRelayURL", relay->baseUrl());
+            std::printf("tessivo-demo: relay at %s
+"
+                        "tessivo-demo: inbox at %s
+"
+                        "tessivo-demo: inbox admin token %s
+",
+                        qPrintable(relay->baseUrl()), qPrintable(relay->inboxUrl()),
+                        qPrintable(relay->adminToken()));
+        } else {
+            std::printf("tessivo-demo: no relay (%s); monday reports are off.\n", qPrintable(error));
+            relay.reset();
+        }
+        std::fflush(stdout);
+#endif
+    }
 
     DemoWindow window;
     window.show();
