@@ -52,12 +52,9 @@ int main(int argc, char **argv)
         QString error;
         if (relay->start(QStringLiteral("com.fernhollow.tessivo.demo"), &error)) {
             app.setProperty("TessivoRelayURL", relay->baseUrl());
-            std::printf("tessivo-demo: relay at %s
-"
-                        "tessivo-demo: inbox at %s
-"
-                        "tessivo-demo: inbox admin token %s
-",
+            std::printf("tessivo-demo: relay at %s\n"
+                        "tessivo-demo: inbox at %s\n"
+                        "tessivo-demo: inbox admin token %s\n",
                         qPrintable(relay->baseUrl()), qPrintable(relay->inboxUrl()),
                         qPrintable(relay->adminToken()));
         } else {
