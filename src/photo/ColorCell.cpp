@@ -35,7 +35,7 @@ void ColorCell::setSwatchScale(qreal scale)
 
 QSize ColorCell::sizeHint() const
 {
-    return {40, 40};
+    return {44, 44};
 }
 
 void ColorCell::applyLook()

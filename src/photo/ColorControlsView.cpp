@@ -30,7 +30,7 @@ void ColorControlsView::setUp(QWidget *view, CollectionView *collectionView, QTo
         cell->setColor(colors.at(item));
         return cell;
     };
-    source.sizeForItem = [](int) { return QSize(40, 40); };
+    source.sizeForItem = [](int) { return QSize(44, 44); };
     m_collectionView->setDataSource(source);
     m_collectionView->reloadData();
     m_collectionView->setMinimumWidth(m_collectionView->sizeHint().width());

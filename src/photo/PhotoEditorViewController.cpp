@@ -163,8 +163,14 @@ void PhotoEditorViewController::applyColors()
         m_canvasScrollView->setBackgroundBrush(backgroundFor(appearance));
     if (m_canvasView)
         m_canvasView->setPalette(palette());
-    if (m_metadataView)
-        Layer::of(m_metadataView)->setBackgroundColor(cardColorFor(appearance));
+    if (m_metadataView) {
+        // The card is drawn by its proxy, which fills it with its window
+        // colour: that is the card's colour.
+        QPalette card = palette();
+        card.setColor(QPalette::Window, cardColorFor(appearance));
+        m_metadataView->setPalette(card);
+        m_metadataView->setAutoFillBackground(true);
+    }
     Layer::of(m_ui->keyboardBackgroundView)->setBackgroundColor(cardColorFor(appearance));
     update();
 }
