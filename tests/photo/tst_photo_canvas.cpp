@@ -177,6 +177,12 @@ private Q_SLOTS:
 
     void anEditorWithoutAScreenshot()
     {
+        // The capture choice screen hands over no image when no window was
+        // key: an invalid value for the "image" property.
+        m_window.reset();
+        open(whiteScreenshot());
+        QVERIFY(m_editor->setProperty("image", QVariant()));
+        QVERIFY(m_editor->image().isNull());
         m_window.reset();
         open(QImage());
         startMarkup();
