@@ -39,6 +39,22 @@ void appendChunk(QByteArray &out, const char type[4], const QByteArray &data)
     out.append(crcBytes, 4);
 }
 
+bool isOpaque(const QImage &image)
+{
+    const QImage::Format format = image.format();
+    if (format != QImage::Format_ARGB32 && format != QImage::Format_ARGB32_Premultiplied)
+        return !image.hasAlphaChannel();
+    for (int y = 0; y < image.height(); ++y) {
+        const auto *row = reinterpret_cast<const QRgb *>(image.constScanLine(y));
+        QRgb all = 0xff000000u;
+        for (int x = 0; x < image.width(); ++x)
+            all &= row[x];
+        if ((all & 0xff000000u) != 0xff000000u)
+            return false;
+    }
+    return true;
+}
+
 /// One row of 32-bit pixels as PNG bytes: RGBA (straight alpha) or RGB.
 void convertRow(const QRgb *in, int width, bool alpha, bool premultiplied, unsigned char *out)
 {
@@ -55,54 +71,79 @@ void convertRow(const QRgb *in, int width, bool alpha, bool premultiplied, unsig
     }
 }
 
-/// Converts and filters rows [first, last) with "up", then deflates them
-/// as raw deflate data that ends on a byte boundary (or, for the last
-/// band, finishes the stream).
+/// Converts and filters rows [first, last) with "up", a few rows at a
+/// time so that the work stays in cache, and deflates them as raw deflate
+/// data that ends on a byte boundary (or, for the last band, finishes the
+/// stream).
 Band deflateBand(const QImage &image, bool alpha, int first, int last, bool isLast)
 {
+    constexpr int kRowsPerChunk = 16;
     Band band;
     const int width = image.width();
     const int bytesPerRow = width * (alpha ? 4 : 3);
     const bool premultiplied = image.format() == QImage::Format_ARGB32_Premultiplied;
-    std::vector<unsigned char> filtered(static_cast<size_t>(last - first) * (bytesPerRow + 1));
+    std::vector<unsigned char> chunk(static_cast<size_t>(kRowsPerChunk) * (bytesPerRow + 1));
     std::vector<unsigned char> above(static_cast<size_t>(bytesPerRow), 0);
     std::vector<unsigned char> row(static_cast<size_t>(bytesPerRow));
     if (first > 0)
-        convertRow(reinterpret_cast<const QRgb *>(image.constScanLine(first - 1)), width, alpha, premultiplied, above.data());
-    unsigned char *out = filtered.data();
-    for (int y = first; y < last; ++y) {
-        convertRow(reinterpret_cast<const QRgb *>(image.constScanLine(y)), width, alpha, premultiplied, row.data());
-        *out++ = 2; // up
-        for (int i = 0; i < bytesPerRow; ++i)
-            out[i] = static_cast<unsigned char>(row[i] - above[i]);
-        out += bytesPerRow;
-        row.swap(above);
-    }
-    band.length = static_cast<uLong>(filtered.size());
-    band.adler = adler32(1, filtered.data(), static_cast<uInt>(filtered.size()));
+        convertRow(reinterpret_cast<const QRgb *>(image.constScanLine(first - 1)), width, alpha, premultiplied,
+                   above.data());
 
     z_stream stream{};
-    if (deflateInit2(&stream, 1, Z_DEFLATED, -15, 8, Z_DEFAULT_STRATEGY) != Z_OK)
+    if (deflateInit2(&stream, 1, Z_DEFLATED, -15, 8, Z_RLE) != Z_OK)
         return {};
-    band.deflated.resize(static_cast<qsizetype>(deflateBound(&stream, band.length)) + 16);
-    stream.next_in = filtered.data();
-    stream.avail_in = static_cast<uInt>(filtered.size());
-    stream.next_out = reinterpret_cast<Bytef *>(band.deflated.data());
-    stream.avail_out = static_cast<uInt>(band.deflated.size());
-    const int result = deflate(&stream, isLast ? Z_FINISH : Z_SYNC_FLUSH);
-    const bool ok = isLast ? result == Z_STREAM_END : result == Z_OK;
-    band.deflated.resize(ok ? static_cast<qsizetype>(stream.total_out) : 0);
+    band.deflated.resize(std::max<qsizetype>(qsizetype(last - first) * bytesPerRow / 4, 4096));
+    qsizetype written = 0;
+    bool failed = false;
+    auto pump = [&](int flush) {
+        do {
+            if (written == band.deflated.size())
+                band.deflated.resize(band.deflated.size() * 2);
+            stream.next_out = reinterpret_cast<Bytef *>(band.deflated.data() + written);
+            stream.avail_out = static_cast<uInt>(band.deflated.size() - written);
+            const int result = deflate(&stream, flush);
+            written = band.deflated.size() - stream.avail_out;
+            if (result == Z_STREAM_ERROR)
+                failed = true;
+            if (result == Z_STREAM_END)
+                return;
+        } while (!failed && (stream.avail_out == 0 || (flush == Z_FINISH)));
+    };
+    for (int y = first; y < last && !failed;) {
+        const int rows = std::min(kRowsPerChunk, last - y);
+        unsigned char *out = chunk.data();
+        for (int r = 0; r < rows; ++r, ++y) {
+            convertRow(reinterpret_cast<const QRgb *>(image.constScanLine(y)), width, alpha, premultiplied,
+                       row.data());
+            *out++ = 2; // up
+            for (int i = 0; i < bytesPerRow; ++i)
+                out[i] = static_cast<unsigned char>(row[i] - above[i]);
+            out += bytesPerRow;
+            row.swap(above);
+        }
+        const uInt size = static_cast<uInt>(out - chunk.data());
+        band.adler = adler32(band.adler, chunk.data(), size);
+        band.length += size;
+        stream.next_in = chunk.data();
+        stream.avail_in = size;
+        pump(Z_NO_FLUSH);
+    }
+    if (!failed)
+        pump(isLast ? Z_FINISH : Z_SYNC_FLUSH);
     deflateEnd(&stream);
+    band.deflated.resize(failed ? 0 : written);
     return band;
 }
 
 } // namespace
 
-QByteArray PngEncoder::encode(const QImage &source)
+QByteArray PngEncoder::encode(const QImage &source, int threads)
 {
     if (source.isNull())
         return {};
-    const bool alpha = source.hasAlphaChannel();
+    // A constant alpha of 255 is left out: three bytes a pixel to deflate
+    // instead of four, and the same picture.
+    const bool alpha = source.hasAlphaChannel() && !isOpaque(source);
     const QImage::Format format = source.format();
     const QImage image = format == QImage::Format_ARGB32_Premultiplied || format == QImage::Format_ARGB32
             || format == QImage::Format_RGB32
@@ -111,7 +152,7 @@ QByteArray PngEncoder::encode(const QImage &source)
     const int width = image.width();
     const int height = image.height();
 
-    const int workers = std::clamp(QThread::idealThreadCount(), 1, kMaximumBands);
+    const int workers = std::clamp(threads > 0 ? threads : QThread::idealThreadCount(), 1, kMaximumBands);
     const int bands = std::clamp(height / kMinimumRowsPerBand, 1, workers);
     std::vector<std::future<Band>> pending;
     std::vector<Band> done(static_cast<size_t>(bands));

@@ -50,7 +50,7 @@ private Q_SLOTS:
         QVERIFY(png.startsWith("\x89PNG\r\n\x1a\n"));
         const QImage decoded = QImage::fromData(png, "PNG");
         QCOMPARE(decoded.size(), size);
-        QCOMPARE(decoded.hasAlphaChannel(), image.hasAlphaChannel());
+        QCOMPARE(decoded.hasAlphaChannel(), translucent);
         // Premultiplied input loses nothing more than premultiplying does.
         QCOMPARE(decoded.convertToFormat(QImage::Format_ARGB32_Premultiplied),
                  image.convertToFormat(QImage::Format_ARGB32_Premultiplied));
