@@ -13,6 +13,7 @@
 
 #include <QCoreApplication>
 #include <QGraphicsProxyWidget>
+#include <QGraphicsRectItem>
 #include <QLayout>
 #include <QMouseEvent>
 #include <QPainter>
@@ -81,6 +82,9 @@ PhotoEditorViewController::PhotoEditorViewController(QWidget *parent)
     m_cardProxy = scene->addWidget(card);
     m_cardProxy->setZValue(-1);
     m_metadataView = card;
+    // A hairline where the screenshot ends and the card begins.
+    m_cardSeparator = scene->addRect(QRectF(), Qt::NoPen);
+    m_cardSeparator->setZValue(2);
     m_canvasImageView = new StrokeLayerItem;
     m_canvasImageView->setZValue(1);
     scene->addItem(m_canvasImageView);
@@ -171,6 +175,8 @@ void PhotoEditorViewController::applyColors()
         m_metadataView->setPalette(card);
         m_metadataView->setAutoFillBackground(true);
     }
+    if (m_cardSeparator)
+        m_cardSeparator->setBrush(appearance == Appearance::dark ? QColor(84, 84, 88) : QColor(198, 198, 200));
     Layer::of(m_ui->keyboardBackgroundView)->setBackgroundColor(cardColorFor(appearance));
     update();
 }
@@ -222,6 +228,7 @@ void PhotoEditorViewController::layoutCanvas()
         const int forWidth = m_metadataView->hasHeightForWidth() ? m_metadataView->heightForWidth(w) : -1;
         cardHeight = forWidth > 0 ? forWidth : m_metadataView->sizeHint().height();
         m_cardProxy->setGeometry(QRectF(0, screenshotHeight, width, cardHeight));
+        m_cardSeparator->setRect(QRectF(0, screenshotHeight, width, screenshotHeight > 0 ? 1 : 0));
     }
     m_canvasView->setSceneRect(
         QRectF(0, 0, width, screenshotHeight + cardHeight + m_canvasScrollView->bottomContentInset()));
@@ -589,6 +596,10 @@ void PhotoEditorViewController::done()
         return;
     const bool wasEmpty = metadata.note.isEmpty();
     resetPanels();
+    // The panel is closed: the bar shows no tool, and the next close asks
+    // to quit.
+    isNote = false;
+    m_controlsView->resetButtons();
     if (!(wasEmpty && metadata.note.isEmpty()))
         scrollCanvasToBottom();
 }

@@ -36,6 +36,7 @@
 #include <optional>
 
 class QGraphicsProxyWidget;
+class QGraphicsRectItem;
 class QLabel;
 
 namespace Ui {
@@ -198,6 +199,7 @@ private:
     StrokeLayerItem *m_canvasImageView = nullptr; // owned by the scene
     QPointer<MetadataView> m_metadataView;
     QGraphicsProxyWidget *m_cardProxy = nullptr; // owned by the scene
+    QGraphicsRectItem *m_cardSeparator = nullptr; // owned by the scene
     QImage m_image;
     bool m_tracking = false;
 };

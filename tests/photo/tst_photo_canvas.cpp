@@ -10,6 +10,7 @@
 
 #include <QApplication>
 #include <QGraphicsRectItem>
+#include <QPushButton>
 
 using namespace tessivo;
 using test::drag;
@@ -173,6 +174,30 @@ private Q_SLOTS:
         auto *sheet = qobject_cast<AlertController *>(m_editor->presentedViewController());
         QVERIFY(sheet);
         QCOMPARE(sheet->actions().at(1).title(), QString("Delete Screenshot"));
+    }
+
+    void doneCommitsTheNoteAndShowsTheCard()
+    {
+        QPushButton *done = m_editor->toolbar()->findChild<QPushButton *>();
+        QVERIFY(done);
+        auto openNoteAtTheTop = [this] {
+            m_editor->canvasScrollView()->setContentOffset(QPointF(0, 0), false);
+            test::click(m_editor->controlsView()->noteButton());
+            QTRY_VERIFY(m_editor->noteView()->isVisible());
+        };
+        // An empty note that stays empty leaves the canvas where it is.
+        openNoteAtTheTop();
+        done->click();
+        QVERIFY(!m_editor->noteView()->isVisible());
+        QTest::qWait(CanvasScrollView::kScrollAnimationMs + 100);
+        QCOMPARE(offset(), 0.0);
+
+        openNoteAtTheTop();
+        QTest::keyClicks(m_editor->noteView()->noteTextView(), "Coupon ignored");
+        done->click();
+        QCOMPARE(m_editor->metadataView()->metadata().note, QString("Coupon ignored"));
+        const CanvasScrollView *scroller = m_editor->canvasScrollView();
+        QTRY_COMPARE(offset(), scroller->contentHeight() - scroller->boundsHeight());
     }
 
     void anEditorWithoutAScreenshot()
