@@ -4,10 +4,10 @@
 #include "core/TessivoKit.h"
 #include "platform/Console.h"
 #include "platform/Dispatch.h"
+#include "platform/PngEncoder.h"
 #include "sharing/MondayManager.h"
 #include "sharing/TrelloManager.h"
 
-#include <QBuffer>
 #include <QCoreApplication>
 #include <QFile>
 #include <QPointer>
@@ -95,11 +95,7 @@ private:
 
 QByteArray encodePng(const QImage &image)
 {
-    QByteArray png;
-    QBuffer buffer(&png);
-    buffer.open(QIODevice::WriteOnly);
-    image.save(&buffer, "PNG");
-    return png;
+    return PngEncoder::encode(image);
 }
 
 } // namespace

@@ -126,9 +126,21 @@ private:
     static bool hits(GestureRecognizer *r, QWidget *top, QPointF windowPos)
     {
         QWidget *view = r->view();
-        if (!view || !r->isEnabled() || !view->isVisible())
+        if (!view || !r->isEnabled() || !view->isVisible() || !takesInput(view, top))
             return false;
         return view->rect().contains(view->mapFrom(top, windowPos.toPoint()));
+    }
+
+    /// A view that lets input through (or sits in one that does) gets none.
+    static bool takesInput(const QWidget *view, const QWidget *top)
+    {
+        for (const QWidget *w = view; w; w = w->parentWidget()) {
+            if (!w->isEnabled() || w->testAttribute(Qt::WA_TransparentForMouseEvents))
+                return false;
+            if (w == top)
+                break;
+        }
+        return true;
     }
 
     void routeTouch(QWindow *window, QTouchEvent *event)

@@ -1,4 +1,5 @@
 #include "platform/PhotoLibrary.h"
+#include "platform/PngEncoder.h"
 
 #include <QDateTime>
 #include <QDir>
@@ -66,7 +67,7 @@ void PhotoLibrary::saveImage(const QImage &image,
         if (!QDir().mkpath(folder))
             return completion(std::nullopt, QStringLiteral("Cannot create %1.").arg(folder));
         const QString path = freshPath(folder, QStringLiteral(".png"));
-        if (!image.save(path, "PNG"))
+        if (!PngEncoder::write(image, path))
             return completion(std::nullopt, QStringLiteral("Cannot write %1.").arg(path));
         completion(path, QString());
     });
