@@ -31,7 +31,7 @@ const QString kPhotoEditor = QStringLiteral("photoEditor");
 
 bool fileExists(const QUrl &url)
 {
-    return QFileInfo::exists(url.toLocalFile());
+    return QFileInfo(url.toLocalFile()).isFile();
 }
 
 MediaError captureError(const QString &text)

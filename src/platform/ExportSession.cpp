@@ -2,6 +2,7 @@
 
 #include "platform/AVHandles.h"
 #include "platform/FrameConverter.h"
+#include "platform/H264Bitstream.h"
 #include "platform/H264Encoder.h"
 #include "platform/VideoDecoder.h"
 
@@ -225,6 +226,7 @@ void ExportSession::run()
         return piece.track.hasSameFormatDescription(pieces.front().track);
     });
     Outcome outcome = sameFormat ? exportPassingThrough(pieces) : Outcome::needsReencoding;
+
     if (outcome == Outcome::needsReencoding) {
         {
             QMutexLocker lock(&m_mutex);
@@ -296,10 +298,18 @@ ExportSession::Outcome ExportSession::exportPassingThrough(const std::vector<Pie
             CodecContextHandle encoder = H264Encoder::open(piece.track.naturalSize, true, &averror, &message);
             if (!decoder || !encoder)
                 return Outcome::needsReencoding;
-            const AVCodecParameters *out = writer.parameters();
-            if (encoder->extradata_size != out->extradata_size
-                || memcmp(encoder->extradata, out->extradata, out->extradata_size) != 0)
-                return Outcome::needsReencoding; // its packets would not fit the stream
+            // The new packets must fit the stream's own parameter sets, and
+            // travel in the stream's own form.
+            auto bytes = [](const uint8_t *data, int size) {
+                return QByteArray(reinterpret_cast<const char *>(data), size);
+            };
+            const QByteArray streamConfiguration = bytes(writer.parameters()->extradata,
+                                                         writer.parameters()->extradata_size);
+            const QList<QByteArray> streamSets = H264Bitstream::parameterSets(streamConfiguration);
+            if (stream->codecpar->codec_id != AV_CODEC_ID_H264 || streamSets.isEmpty()
+                || H264Bitstream::parameterSets(bytes(encoder->extradata, encoder->extradata_size)) != streamSets)
+                return Outcome::needsReencoding;
+            const int lengthSize = H264Bitstream::nalLengthSize(streamConfiguration);
             std::vector<FrameHandle> frames;
             for (auto *list : {&lead, &group}) {
                 for (PacketHandle &p : *list) {
@@ -331,6 +341,14 @@ ExportSession::Outcome ExportSession::exportPassingThrough(const std::vector<Pie
                     timing.pop_front();
                     encoded->pts = encoded->dts = pts;
                     encoded->duration = duration;
+                    if (lengthSize > 0) {
+                        const QByteArray data = H264Bitstream::toLengthPrefixed(
+                            bytes(encoded->data, encoded->size), lengthSize);
+                        if (av_grow_packet(encoded.get(), std::max<int>(0, int(data.size()) - encoded->size)) < 0)
+                            return AVERROR(ENOMEM);
+                        memcpy(encoded->data, data.constData(), data.size());
+                        av_shrink_packet(encoded.get(), int(data.size()));
+                    }
                     const int w = writeMapped(encoded.get());
                     av_packet_unref(encoded.get());
                     if (w < 0)

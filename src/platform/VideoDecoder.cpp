@@ -55,6 +55,13 @@ QImage VideoDecoder::toImage(const AVFrame *frame, ScalerHandle &scaler)
                                         frame->height, target, SWS_BICUBIC, nullptr, nullptr, nullptr));
     if (!scaler)
         return {};
+    // The frame's own colour matrix and range (the kit's movies are BT.709,
+    // limited range).
+    const int matrix = frame->colorspace == AVCOL_SPC_BT709 ? SWS_CS_ITU709
+                       : frame->colorspace == AVCOL_SPC_UNSPECIFIED ? SWS_CS_DEFAULT
+                                                                    : int(frame->colorspace);
+    sws_setColorspaceDetails(scaler.get(), sws_getCoefficients(matrix), frame->color_range == AVCOL_RANGE_JPEG,
+                             sws_getCoefficients(SWS_CS_DEFAULT), 1, 0, 1 << 16, 1 << 16);
     uint8_t *planes[4] = {image.bits(), nullptr, nullptr, nullptr};
     const int strides[4] = {static_cast<int>(image.bytesPerLine()), 0, 0, 0};
     sws_scale(scaler.get(), frame->data, frame->linesize, 0, frame->height, planes, strides);
