@@ -6,6 +6,7 @@
 #include "TestSupport.h"
 
 #include "capture/CaptureMananger.h"
+#include "core/SelectOptionViewController.h"
 #include "core/TessivoKit.h"
 #include "core/TopMost.h"
 #include "metadata/VideoMetadataView.h"
@@ -201,6 +202,7 @@ private Q_SLOTS:
     void stillFrameIsTheLastFrame();
     void missingEmptyAndBrokenRecordings();
     void segmentsOfDifferentSizesStillJoin();
+    void captureChoiceScreenOpensTheEditors();
 };
 
 void VideoReportTest::initTestCase()
@@ -529,6 +531,42 @@ void VideoReportTest::segmentsOfDifferentSizesStillJoin()
     QVERIFY2(std::abs(info.duration - 10.0) <= kFrame, qPrintable(QString::number(info.duration)));
     QVERIFY(std::abs(info.frameCount - 300) <= 1);
     QFile::remove(wide);
+}
+
+void VideoReportTest::captureChoiceScreenOpensTheEditors()
+{
+    auto openChoice = [&]() -> SelectOptionViewController * {
+        ViewController *top = topMostViewController();
+        top->present(Storyboard::named("Main").instantiateViewController("initialNavController"), false);
+        SelectOptionViewController *screen = nullptr;
+        QTest::qWaitFor([&] { return (screen = qobject_cast<SelectOptionViewController *>(topMostViewController())); });
+        return screen;
+    };
+    // The video tile before consent: the permission alert.
+    UserDefaults::standard().setBool(false, "userAllowedRecordingKey");
+    SelectOptionViewController *screen = openChoice();
+    QVERIFY(screen);
+    screen->showVideoMenu();
+    QTRY_VERIFY(qobject_cast<AlertController *>(topMostViewController()));
+    QCOMPARE(qobject_cast<AlertController *>(topMostViewController())->alertTitle(),
+             std::optional<QString>("Enable video recording"));
+    QVERIFY(!kit().navigationAlreadyStarted);
+    cleanup();
+
+    // With a recording: the video editor, and the recording's last frame for
+    // the screenshot tile when the host draws with WebGL.
+    UserDefaults::standard().setBool(true, "userAllowedRecordingKey");
+    place(m_recording4s, manager().recordingFileURL());
+    kit().navigationAlreadyStarted = true;
+    openChoice()->showVideoMenu();
+    QTRY_VERIFY(presentedEditor());
+    QCOMPARE(presentedEditor()->videoFileURL, manager().recordingFileURL());
+    cleanup();
+    kit().useRecordingForScreenshot = true;
+    openChoice()->showScreenshotMenu();
+    QTRY_VERIFY(presentedEditor());
+    QCOMPARE(presentedEditor()->image.size(), QSize(320, 240));
+    kit().useRecordingForScreenshot = false;
 }
 
 QTEST_MAIN(VideoReportTest)
