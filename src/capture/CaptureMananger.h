@@ -72,9 +72,11 @@ public:
     void deleteAllFiles();
 
     // Video report ------------------------------------------------------------
-    // Completions run on the GUI thread. Failures print one console line; the
-    // optional `failure` callbacks hear of them too (the completion is then
-    // never called).
+    // Completions run on the GUI thread. Inputs that cannot be used print one
+    // console line and end the operation: the completion is then never
+    // called, the optional `failure` callback is. An export that fails
+    // prints "Export failed: " and its error, and the completion still
+    // receives the output URL (where no file then is).
     using URLCompletion = std::function<void(const QUrl &url)>;
     using ImageCompletion = std::function<void(const std::optional<QImage> &image)>;
     using Failure = std::function<void(const tessivo::MediaError &error)>;

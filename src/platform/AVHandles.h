@@ -9,6 +9,7 @@ extern "C" {
 #include <libswscale/swscale.h>
 }
 
+#include <QByteArray>
 #include <QString>
 
 #include <memory>
@@ -54,6 +55,15 @@ using ScalerHandle = std::unique_ptr<SwsContext, ScalerDeleter>;
 
 inline PacketHandle makePacket() { return PacketHandle(av_packet_alloc()); }
 inline FrameHandle makeFrame() { return FrameHandle(av_frame_alloc()); }
+
+/// Opens a QuickTime or MPEG-4 movie for reading. Other content is not
+/// guessed at: whatever is not such a movie fails to open.
+inline InputFormatHandle openMovieInput(const QByteArray &path, int *averror)
+{
+    AVFormatContext *raw = nullptr;
+    *averror = avformat_open_input(&raw, path.constData(), av_find_input_format("mov"), nullptr);
+    return InputFormatHandle(*averror < 0 ? nullptr : raw);
+}
 
 /// FFmpeg's sentence for an error code.
 inline QString averrorText(int averror)

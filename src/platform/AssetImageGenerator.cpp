@@ -18,12 +18,10 @@ std::optional<QImage> AssetImageGenerator::copyImage(MediaTime time, MediaTime *
     if (!m_asset.isReadable() || !m_asset.hasVideoTrack())
         return fail(AVERROR(EINVAL), m_asset.error() ? m_asset.error()->localizedDescription
                                                      : QStringLiteral("The movie has no video"));
-    AVFormatContext *raw = nullptr;
-    int ret = avformat_open_input(&raw, QFile::encodeName(m_asset.url().toLocalFile()).constData(),
-                                  nullptr, nullptr);
-    if (ret < 0)
+    int ret = 0;
+    InputFormatHandle input = openMovieInput(QFile::encodeName(m_asset.url().toLocalFile()), &ret);
+    if (!input)
         return fail(ret, QStringLiteral("Cannot read the movie: ") + averrorText(ret));
-    InputFormatHandle input(raw);
     const int index = m_asset.firstVideoTrack().trackID;
     if (index >= static_cast<int>(input->nb_streams))
         return fail(AVERROR(EINVAL), QStringLiteral("The movie changed while it was read"));

@@ -25,9 +25,7 @@ qint64 ticks(MediaTime time, AVRational timeBase)
 
 InputFormatHandle openInput(const QUrl &url, int *averror)
 {
-    AVFormatContext *raw = nullptr;
-    *averror = avformat_open_input(&raw, QFile::encodeName(url.toLocalFile()).constData(), nullptr, nullptr);
-    return InputFormatHandle(*averror < 0 ? nullptr : raw);
+    return openMovieInput(QFile::encodeName(url.toLocalFile()), averror);
 }
 
 qint64 presentationTime(const AVPacket *packet)

@@ -37,15 +37,14 @@ MediaAsset MediaAsset::load(const QUrl &url)
                                    QStringLiteral("No movie at %1").arg(url.toDisplayString())};
         return asset;
     }
-    AVFormatContext *raw = nullptr;
-    int ret = avformat_open_input(&raw, QFile::encodeName(path).constData(), nullptr, nullptr);
-    if (ret < 0) {
+    int ret = 0;
+    InputFormatHandle input = openMovieInput(QFile::encodeName(path), &ret);
+    if (!input) {
         asset.m_error = MediaError{kDomain, ret,
                                    QStringLiteral("Cannot read the movie %1: %2")
                                        .arg(QFileInfo(path).fileName(), averrorText(ret))};
         return asset;
     }
-    InputFormatHandle input(raw);
     const int index = av_find_best_stream(input.get(), AVMEDIA_TYPE_VIDEO, -1, -1, nullptr, 0);
     if (index >= 0 && input->streams[index]->codecpar->width == 0) {
         // Containers without a full header need a look at the packets.

@@ -1,5 +1,5 @@
-// A movie file as the media layer sees it: readable or not, its duration
-// and its first video track. Loading reads the file's header: call it off
+// A movie file (QuickTime or MPEG-4) as the media layer sees it: readable
+// or not, its duration and its first video track. Loading reads the file's header: call it off
 // the GUI thread.
 #pragma once
 
