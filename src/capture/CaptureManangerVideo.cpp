@@ -381,7 +381,7 @@ void CaptureMananger::produceVideoFeedback()
         recordingUnavailable();
         return;
     }
-    whenRecordingWritten([this, guard = m_guard] {
+    whenRecordingWritten([guard = m_guard] {
         guard->withOwner([](CaptureMananger *self) {
             self->runInBackground([self, guard = self->m_guard] {
                 MediaAsset asset = MediaAsset::load(self->m_recordingFileURL);
