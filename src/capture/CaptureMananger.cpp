@@ -10,21 +10,6 @@
 
 namespace tessivo {
 
-/// Lets callbacks on other threads reach the manager only while it lives:
-/// the destructor clears `owner` under the lock.
-struct CaptureMananger::Guard {
-    QMutex mutex;
-    CaptureMananger *owner = nullptr;
-
-    template<typename F>
-    void withOwner(F &&work)
-    {
-        QMutexLocker lock(&mutex);
-        if (owner)
-            work(owner);
-    }
-};
-
 namespace {
 
 QUrl captureURL(const QString &baseName)

@@ -6,10 +6,12 @@
 
 #include "platform/AssetWriter.h"
 #include "platform/AssetWriterInput.h"
+#include "platform/MediaAsset.h"
 #include "platform/MediaError.h"
 #include "platform/ScreenRecorder.h"
 #include "tessivo_export.h"
 
+#include <QImage>
 #include <QMutex>
 #include <QObject>
 #include <QUrl>
@@ -20,6 +22,8 @@
 #include <optional>
 
 namespace tessivo {
+
+class VideoMetadataView;
 
 class TESSIVO_EXPORT CaptureMananger : public QObject
 {
@@ -67,13 +71,53 @@ public:
     /// Removes all five capture files, recordedFileURL to finalFileURL.
     void deleteAllFiles();
 
-    /// The video report and the still-frame screenshot. Each says whether
-    /// this build can make it yet; the capture choice screen leaves a tile
-    /// that cannot inert.
-    bool canProduceVideoFeedback() const { return false; }
-    void produceVideoFeedback() {}
-    bool canProduceScreenshotFromRecording() const { return false; }
-    void produceScreenshotFromRecording() {}
+    // Video report ------------------------------------------------------------
+    // Completions run on the GUI thread. Inputs that cannot be used print one
+    // console line and end the operation: the completion is then never
+    // called, the optional `failure` callback is. An export that fails
+    // prints "Export failed: " and its error, and the completion still
+    // receives the output URL (where no file then is).
+    using URLCompletion = std::function<void(const QUrl &url)>;
+    using ImageCompletion = std::function<void(const std::optional<QImage> &image)>;
+    using Failure = std::function<void(const tessivo::MediaError &error)>;
+
+    /// Joins `first` and `second` end to end, and with `withMetadata` the
+    /// first once more after them (card, video, card), into
+    /// metadataMergedFileURL, else into finalFileURL. Without metadata and
+    /// with `maxDuration` (seconds) shorter than the whole, only the last
+    /// maxDuration seconds are kept. Packets are copied, not re-encoded.
+    /// An input that cannot be read prints "Failed to load first track" or
+    /// "Failed to load second track".
+    void mergeVideos(const QUrl &first, const QUrl &second, bool withMetadata,
+                     std::optional<float> maxDuration, URLCompletion completion,
+                     Failure failure = {});
+    /// Cuts `asset` to its last `seconds` into finalFileURL (MPEG-4 data).
+    /// An asset not longer than that is not cut: the completion receives
+    /// recordingFileURL.
+    void cutToLastSeconds(const MediaAsset &asset, float seconds, URLCompletion completion,
+                          Failure failure = {});
+    /// The same, opening the video editor on the result.
+    void cutToLastSeconds(const MediaAsset &asset, float seconds);
+    /// Renders `view`'s card at the size of the report's video (finalFileURL
+    /// when it exists, else recordingFileURL), writes it as a one-second clip
+    /// to metadataFileURL ("Metadata video saved") and merges card, video,
+    /// card into metadataMergedFileURL, which the completion receives.
+    void makeMetadataVideo(VideoMetadataView *view, URLCompletion completion, Failure failure = {});
+    /// The same with a ready card image, fitted into the video's frame.
+    void makeMetadataVideo(const QImage &card, URLCompletion completion, Failure failure = {});
+    /// The last frame of recordingFileURL. A recording of zero length clears
+    /// the session and shows the no-activity alert; an unreadable one gives
+    /// no image.
+    void stillFrame(ImageCompletion completion);
+
+    /// The video option: the last finalVideoDuration seconds of recording,
+    /// opened in the video editor ("videoEditor", through its "videoFileURL"
+    /// property), or the permission or no-activity alert.
+    void produceVideoFeedback();
+    /// The screenshot option with recording as the source: the recording's
+    /// last frame, opened in the photo editor ("photoEditor", through its
+    /// "image" property), or the same alerts as the video option.
+    void produceScreenshotFromRecording();
 
     struct Statistics {
         quint64 framesAppended = 0;
@@ -94,13 +138,38 @@ Q_SIGNALS:
     void captureInterrupted(const tessivo::MediaError &error);
 
 private:
-    struct Guard;
+    /// Lets callbacks on other threads reach the manager only while it lives:
+    /// the destructor clears `owner` under the lock.
+    struct Guard {
+        QMutex mutex;
+        CaptureMananger *owner = nullptr;
+
+        template<typename F>
+        void withOwner(F &&work)
+        {
+            QMutexLocker lock(&mutex);
+            if (owner)
+                work(owner);
+        }
+    };
     ScreenRecorder::SampleHandler makeSampleHandler();
     void handleVideoSample(const SampleBuffer &sample, int &frameCount);
     void rotate(quint64 epoch);
     void completeRotation(quint64 epoch);
     void interrupt(const MediaError &error);
     void notifyOnMainThread(std::function<void(CaptureMananger *)> notify);
+    /// Runs `work` on a worker thread of its own.
+    void runInBackground(std::function<void()> work);
+    /// Calls `then` (any thread) once a recording being finished is on disk.
+    void whenRecordingWritten(std::function<void()> then);
+    void writeMetadataClip(const QImage &card, QSize size, URLCompletion completion, Failure failure);
+    QUrl reportVideoURL() const;
+    /// The still frame, saying also whether the recording was empty (the
+    /// no-activity alert is then already on screen).
+    void takeStillFrame(std::function<void(const std::optional<QImage> &, bool emptyRecording)> completion);
+    void recordingUnavailable();
+    void openVideoEditor(const QUrl &url);
+    void endSessionAfterFailure(const MediaError &error);
 
     ScreenRecorder *const m_recorder;
     const QUrl m_recordedFileURL;

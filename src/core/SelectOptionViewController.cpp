@@ -159,15 +159,11 @@ void SelectOptionViewController::showScreenshotMenu()
             performSegue(QLatin1String(kScreenshotSegue), this);
         return;
     }
-    if (!TessivoKit::shared().captureManager()->canProduceScreenshotFromRecording())
-        return;
     dismiss(true, [] { TessivoKit::shared().captureManager()->produceScreenshotFromRecording(); });
 }
 
 void SelectOptionViewController::showVideoMenu()
 {
-    if (!TessivoKit::shared().captureManager()->canProduceVideoFeedback())
-        return;
     dismiss(true, [] { TessivoKit::shared().captureManager()->produceVideoFeedback(); });
 }
 

@@ -8,6 +8,13 @@ namespace tessivo {
 std::shared_ptr<AssetWriter> AssetWriter::create(const QUrl &outputURL, FileType fileType,
                                                  MediaError *error)
 {
+    if (fileType != FileType::quickTimeMovie) {
+        if (error) {
+            *error = {QStringLiteral("AssetWriterErrorDomain"), -11800,
+                      QStringLiteral("The writer makes QuickTime movies only")};
+        }
+        return nullptr;
+    }
     if (!outputURL.isLocalFile() || outputURL.toLocalFile().isEmpty()) {
         if (error) {
             *error = {QStringLiteral("AssetWriterErrorDomain"), -11800,
@@ -73,6 +80,11 @@ bool AssetWriter::startWriting()
 void AssetWriter::startSession(MediaTime sourceTime)
 {
     m_encoder->setSessionStart(sourceTime);
+}
+
+void AssetWriter::endSession(MediaTime sourceTime)
+{
+    m_encoder->setSessionEnd(sourceTime);
 }
 
 void AssetWriter::finishWriting(std::function<void()> completion)

@@ -20,7 +20,9 @@ class MovieEncoder;
 
 enum class AssetWriterStatus { unknown = 0, writing = 1, completed = 2, failed = 3, cancelled = 4 };
 
-enum class FileType { quickTimeMovie };
+/// Movie containers: the writer makes QuickTime movies; exports make
+/// either.
+enum class FileType { quickTimeMovie, mpeg4 };
 
 class TESSIVO_EXPORT AssetWriter
 {
@@ -51,6 +53,10 @@ public:
     bool startWriting();
     /// Frames are timed from this source time on; earlier ones are dropped.
     void startSession(MediaTime sourceTime);
+    /// The movie ends at this source time: the last frame lasts until then
+    /// (at least one tick). Without it, the last frame lasts as long as the
+    /// one before it.
+    void endSession(MediaTime sourceTime);
     /// Drains the encoder and closes the file. `completion` runs on the
     /// encoding thread once the status is completed or failed; it also runs
     /// (at once, on the calling thread) when the writer was not writing.

@@ -38,6 +38,16 @@ MediaTime MediaTime::monotonicNow()
     return {static_cast<qint64>(ns.count()), 1000000000};
 }
 
+MediaTime operator+(const MediaTime &a, const MediaTime &b)
+{
+    if (!a.isValid() || !b.isValid())
+        return {};
+    if (a.timescale == b.timescale)
+        return {a.value + b.value, a.timescale};
+    const qint32 scale = std::max(a.timescale, b.timescale);
+    return {a.convertScale(scale).value + b.convertScale(scale).value, scale};
+}
+
 MediaTime operator-(const MediaTime &a, const MediaTime &b)
 {
     if (!a.isValid() || !b.isValid())

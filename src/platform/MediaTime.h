@@ -22,6 +22,7 @@ struct TESSIVO_EXPORT MediaTime {
     /// Now on the process's monotonic clock, in nanoseconds.
     static MediaTime monotonicNow();
 
+    friend MediaTime operator+(const MediaTime &a, const MediaTime &b);
     friend MediaTime operator-(const MediaTime &a, const MediaTime &b);
     friend bool operator==(const MediaTime &a, const MediaTime &b);
     friend std::partial_ordering operator<=>(const MediaTime &a, const MediaTime &b);

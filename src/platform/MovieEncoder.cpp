@@ -1,6 +1,7 @@
 #include "platform/MovieEncoder.h"
 
 #include "platform/FrameConverter.h"
+#include "platform/H264Encoder.h"
 #include "platform/ThreadPriority.h"
 
 #include <QFile>
@@ -10,7 +11,6 @@ extern "C" {
 #include <libavcodec/avcodec.h>
 #include <libavformat/avformat.h>
 #include <libavutil/imgutils.h>
-#include <libavutil/opt.h>
 }
 
 #include <algorithm>
@@ -21,16 +21,9 @@ namespace tessivo {
 namespace {
 
 const QString kDomain = QStringLiteral("AssetWriterErrorDomain");
-constexpr AVRational kTimeBase{1, 90000}; // the usual video clock
+constexpr AVRational kTimeBase = H264Encoder::kTimeBase;
 constexpr qint64 kDefaultFrameTicks = 3000;
 constexpr qint64 kKeyframeIntervalTicks = MovieEncoder::kKeyframeIntervalUs * kTimeBase.den / 1000000;
-
-QString averrorText(int averror)
-{
-    char text[AV_ERROR_MAX_STRING_SIZE] = {};
-    av_strerror(averror, text, sizeof text);
-    return QString::fromUtf8(text);
-}
 
 } // namespace
 
@@ -117,37 +110,16 @@ bool MovieEncoder::start(int width, int height, bool realTime)
         fail({kDomain, ret, QStringLiteral("Cannot create a movie: ") + averrorText(ret)});
         return false;
     }
-    const AVCodec *h264 = avcodec_find_encoder_by_name("libx264");
-    if (!h264) {
-        fail({kDomain, AVERROR_ENCODER_NOT_FOUND, QStringLiteral("No H.264 encoder available")});
+    int averror = 0;
+    QString message;
+    CodecContextHandle opened = H264Encoder::open(QSize(width, height),
+                                                  codec->format->oformat->flags & AVFMT_GLOBALHEADER,
+                                                  &averror, &message);
+    if (!opened) {
+        fail({kDomain, averror, message});
         return false;
     }
-    AVCodecContext *enc = codec->encoder = avcodec_alloc_context3(h264);
-    enc->width = width;
-    enc->height = height;
-    enc->pix_fmt = AV_PIX_FMT_YUV420P;
-    enc->time_base = kTimeBase;
-    enc->framerate = {30, 1}; // nominal; frames are timed by their own stamps
-    enc->gop_size = 60;
-    enc->max_b_frames = 0;
-    enc->thread_count = 2;
-    enc->colorspace = AVCOL_SPC_BT709;
-    enc->color_primaries = AVCOL_PRI_BT709;
-    enc->color_trc = AVCOL_TRC_BT709;
-    enc->color_range = AVCOL_RANGE_MPEG;
-    if (codec->format->oformat->flags & AVFMT_GLOBALHEADER)
-        enc->flags |= AV_CODEC_FLAG_GLOBAL_HEADER;
-    AVDictionary *options = nullptr;
-    av_dict_set(&options, "preset", "ultrafast", 0);
-    av_dict_set(&options, "tune", "zerolatency", 0);
-    av_dict_set(&options, "crf", "23", 0);
-    av_dict_set(&options, "forced-idr", "1", 0);
-    ret = avcodec_open2(enc, h264, &options);
-    av_dict_free(&options);
-    if (ret < 0) {
-        fail({kDomain, ret, QStringLiteral("Cannot open the H.264 encoder: ") + averrorText(ret)});
-        return false;
-    }
+    AVCodecContext *enc = codec->encoder = opened.release();
     codec->stream = avformat_new_stream(codec->format, nullptr);
     avcodec_parameters_from_context(codec->stream->codecpar, enc);
     codec->stream->time_base = enc->time_base;
@@ -191,6 +163,12 @@ void MovieEncoder::setSessionStart(MediaTime sourceTime)
 {
     QMutexLocker lock(&m_mutex);
     m_sessionStart = sourceTime;
+}
+
+void MovieEncoder::setSessionEnd(MediaTime sourceTime)
+{
+    QMutexLocker lock(&m_mutex);
+    m_sessionEnd = sourceTime;
 }
 
 bool MovieEncoder::isReadyForMoreFrames() const
@@ -385,8 +363,20 @@ void MovieEncoder::finishFile()
     int ret = avcodec_send_frame(c.encoder, nullptr);
     while (ret >= 0 && (ret = avcodec_receive_packet(c.encoder, c.packet)) >= 0)
         ret = mux(c.packet);
-    if (ret == AVERROR_EOF)
+    if (ret == AVERROR_EOF) {
+        // An explicit session end decides how long the last frame lasts.
+        MediaTime sessionStart, sessionEnd;
+        {
+            QMutexLocker lock(&m_mutex);
+            sessionStart = m_sessionStart;
+            sessionEnd = m_sessionEnd;
+        }
+        if (c.hasHeldPacket && sessionStart.isValid() && sessionEnd.isValid()) {
+            const qint64 end = (sessionEnd - sessionStart).convertScale(kTimeBase.den).value;
+            c.lastDurationTicks = std::max<qint64>(1, end - c.heldPacket->pts);
+        }
         ret = mux(nullptr);
+    }
     if (ret < 0) {
         failWith(ret, QStringLiteral("Writing the movie failed"));
         return;

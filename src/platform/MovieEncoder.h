@@ -42,6 +42,7 @@ public:
     /// down to even) and starts the encoding thread.
     bool start(int width, int height, bool realTime);
     void setSessionStart(MediaTime sourceTime);
+    void setSessionEnd(MediaTime sourceTime);
     bool isReadyForMoreFrames() const;
     bool enqueue(const SampleBuffer &frame);
     void finish(std::function<void()> completion);
@@ -78,6 +79,7 @@ private:
     std::vector<std::function<void()>> m_finishCompletions;
     std::optional<MediaError> m_error;
     MediaTime m_sessionStart;
+    MediaTime m_sessionEnd;
     bool m_threadRunning = false;
 
     std::unique_ptr<Codec> m_codec; // touched only by start() and the thread
