@@ -47,6 +47,8 @@ public:
     /// Registers (or replaces) the factory for a controller identifier.
     void registerController(const QString &identifier, Factory factory);
     bool contains(const QString &identifier) const;
+    /// Forgets an identifier (hosts and tests that replace a kit screen).
+    void removeController(const QString &identifier) { m_controllers.remove(identifier); }
     /// Makes a new, parentless controller. An unknown identifier is a
     /// programming error and stops the program.
     ViewController *instantiateViewController(const QString &identifier) const;

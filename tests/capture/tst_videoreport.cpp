@@ -272,10 +272,13 @@ void VideoReportTest::init()
     UserDefaults::standard().setBool(true, "userAllowedRecordingKey");
     kit().navigationAlreadyStarted = true;
     // Stand-ins for the editors, after the test of their absence.
+    Storyboard &main = Storyboard::named("Main");
     if (QByteArray(QTest::currentTestFunction()) != "missingEditorsEndTheSession") {
-        Storyboard &main = Storyboard::named("Main");
         main.registerController("videoEditor", [] { return new EditorStandIn; });
         main.registerController("photoEditor", [] { return new EditorStandIn; });
+    } else {
+        main.removeController("videoEditor");
+        main.removeController("photoEditor");
     }
 }
 
