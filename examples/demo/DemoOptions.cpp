@@ -24,9 +24,9 @@ std::optional<DemoOptions> DemoOptions::parse(const QCoreApplication &app, int &
         {"relay-url", "Base URL of a relay server. Without it (and without TESSIVO_RELAY_URL)\n"
                       "the demo starts a relay of its own on 127.0.0.1 with an inbox.", "url"},
         {"no-relay", "Do not start the demo's own relay."},
-        {"headless-seconds", "Without a display, run this long and exit (default 3).", "seconds",
-         "3"},
-        {"tour", "Drive the kit through every kind of report on its own."},
+        {"headless-seconds", "Without a display, idle this long and exit instead of taking the tour.",
+         "seconds", "3"},
+        {"tour", "Drive the kit through every kind of report on its own (the default without a display)."},
     });
     parser.process(app);
 
@@ -80,5 +80,6 @@ std::optional<DemoOptions> DemoOptions::parse(const QCoreApplication &app, int &
         return std::nullopt;
     }
     o.tour = parser.isSet("tour");
+    o.headlessSecondsGiven = parser.isSet("headless-seconds");
     return o;
 }

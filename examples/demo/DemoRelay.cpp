@@ -43,8 +43,10 @@ bool DemoRelay::start(const QString &bundleId, QString *error)
     QString products;
     if (!runAdmin({QStringLiteral("product"), QStringLiteral("list")}, &products, error))
         return false;
-    const bool known = products.split(QLatin1Char('\n')).contains(QRegularExpression(
-        QStringLiteral("^[^\\t]+\\t%1\\t").arg(QRegularExpression::escape(bundleId))));
+    const bool known = QRegularExpression(QStringLiteral("^[^\\t]+\\t%1\\t").arg(QRegularExpression::escape(bundleId)),
+                                          QRegularExpression::MultilineOption)
+                           .match(products)
+                           .hasMatch();
     QString ignored;
     if (!known
         && !runAdmin({QStringLiteral("product"), QStringLiteral("add"), QStringLiteral("--bundle-id"), bundleId},

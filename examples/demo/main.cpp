@@ -2,6 +2,7 @@
 // and forwards its activation, as any host does.
 #include "DemoOptions.h"
 #include "DemoRelay.h"
+#include "DemoTour.h"
 #include "DemoWindow.h"
 
 #include <Tessivo/Tessivo.h>
@@ -36,9 +37,14 @@ int main(int argc, char **argv)
     QApplication::setApplicationVersion(QStringLiteral("1.0"));
 
     int exitCode = 0;
-    const auto options = DemoOptions::parse(app, exitCode);
+    auto options = DemoOptions::parse(app, exitCode);
     if (!options)
         return exitCode;
+    // Without a display the demo shows what it can do on its own.
+    if (headless && !options->headlessSecondsGiven)
+        options->tour = true;
+    if (headless && options->tour)
+        std::printf("tessivo-demo: no display found, so the demo takes its tour on its own.\n");
     // Where monday reports go: the relay named on the command line or in the
     // environment, else a relay of the demo's own with an inbox.
     std::unique_ptr<DemoRelay> relay;
@@ -88,10 +94,23 @@ int main(int argc, char **argv)
                          if (state == Qt::ApplicationActive)
                              TessivoKit::shared().applicationDidBecomeActive();
                      });
-    if (QGuiApplication::applicationState() == Qt::ApplicationActive || headless)
+    if ((QGuiApplication::applicationState() == Qt::ApplicationActive || headless) && !options->tour)
         QTimer::singleShot(0, &app, [] { TessivoKit::shared().applicationDidBecomeActive(); });
 
     window.showStatus(QStringLiteral("Shake the pointer or press Ctrl+Alt+F to send feedback."));
+    if (options->tour) {
+        // The tour makes its own activation, so that the first run is its own.
+        QObject::disconnect(&app, &QGuiApplication::applicationStateChanged, &app, nullptr);
+        QTimer::singleShot(300, &app, [&window, &relay] {
+            DemoTour tour(&window);
+            const int code = tour.run();
+            if (relay)
+                std::printf("tessivo-demo tour: the reports are in the inbox at %s\n", qPrintable(relay->inboxUrl()));
+            std::fflush(stdout);
+            QApplication::exit(code);
+        });
+        return QApplication::exec();
+    }
     if (headless) {
         std::printf("tessivo-demo: no display found, so the demo runs headless for %.1f s and exits.\n"
                     "tessivo-demo: run it on a desktop session (or under xvfb-run) to use it.\n",

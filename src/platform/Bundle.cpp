@@ -99,10 +99,11 @@ QVariantMap mainInfoDictionary()
             info.insert(QStringLiteral("CFBundleDisplayName"), display);
     }
     // Dynamic properties of the application object named after CFBundle keys
-    // (for instance qApp->setProperty("CFBundleVersion", "41")).
+    // or the kit's own keys (qApp->setProperty("CFBundleVersion", "41"),
+    // qApp->setProperty("TessivoRelayURL", ...)).
     const auto *app = QCoreApplication::instance();
     for (const QByteArray &name : app->dynamicPropertyNames()) {
-        if (name.startsWith("CFBundle"))
+        if (name.startsWith("CFBundle") || name.startsWith("Tessivo"))
             info.insert(QString::fromLatin1(name), app->property(name.constData()));
     }
     const QVariantMap override = mainInfoOverride();

@@ -24,6 +24,10 @@ private Q_SLOTS:
         QCOMPARE(metadata::appVersionText(), QString("1.0(1.0)"));
         qApp->setProperty("CFBundleVersion", "7");
         QCOMPARE(metadata::appVersionText(), QString("1.0(7)"));
+        qApp->setProperty("TessivoRelayURL", "http://127.0.0.1:9");
+        QCOMPARE(Bundle::main().object("TessivoRelayURL").toString(), QString("http://127.0.0.1:9"));
+        qApp->setProperty("OtherKey", "x");
+        QVERIFY(!Bundle::main().object("OtherKey").isValid());
         QVERIFY(!metadata::appIconImage());
         QVERIFY(console.lines().isEmpty()); // a missing Info.json is not a problem
     }

@@ -1,0 +1,226 @@
+#include "DemoTour.h"
+
+#include <Tessivo/Tessivo.h>
+
+#include "core/SelectOptionViewController.h"
+#include "core/TestingNotesViewController.h"
+#include "core/TopMost.h"
+#include "editors/NoteEditorViewController.h"
+#include "editors/VideoEditorViewController.h"
+#include "metadata/NoteTextView.h"
+#include "metadata/SharingMethodView.h"
+#include "photo/ControlsView.h"
+#include "photo/PhotoEditorViewController.h"
+#include "platform/AlertController.h"
+#include "platform/Console.h"
+#include "platform/UserDefaults.h"
+
+#include <QMutex>
+#include <QPushButton>
+#include <QTest>
+#include <QTextEdit>
+#include <QWindow>
+
+#include <cstdio>
+
+using namespace tessivo;
+
+namespace {
+
+constexpr int kWaitMs = 20000;
+
+template <typename T>
+T *topAs()
+{
+    return qobject_cast<T *>(topMostViewController());
+}
+
+template <typename T>
+T *waitForTop()
+{
+    T *found = nullptr;
+    QTest::qWaitFor([&] { return (found = topAs<T>()) && found->hasAppeared(); }, kWaitMs);
+    return found;
+}
+
+void click(QWidget *widget)
+{
+    if (widget && widget->isVisible())
+        QTest::mouseClick(widget, Qt::LeftButton, {}, widget->rect().center());
+}
+
+void drag(QWidget *window, QPoint from, QPoint to)
+{
+    QWindow *handle = window->windowHandle();
+    QTest::mousePress(handle, Qt::LeftButton, {}, from);
+    for (int i = 1; i <= 12; ++i)
+        QTest::mouseMove(handle, from + (to - from) * i / 12);
+    QTest::mouseRelease(handle, Qt::LeftButton, {}, to);
+}
+
+// A shake as the keyboard gives it.
+void shake(QWidget *window)
+{
+    QTest::keyClick(window, Qt::Key_F, Qt::ControlModifier | Qt::AltModifier);
+}
+
+// Taps the alert's action with that title; returns the alert's title.
+std::optional<QString> answerAlert(const QString &action)
+{
+    AlertController *alert = waitForTop<AlertController>();
+    if (!alert)
+        return std::nullopt;
+    const auto title = alert->alertTitle();
+    for (int i = 0; i < alert->actions().size(); ++i) {
+        if (alert->actions()[i].title() == action) {
+            click(alert->findChild<QPushButton *>(QStringLiteral("alertAction%1").arg(i)));
+            QPointer<AlertController> gone(alert);
+            QTest::qWaitFor([&] { return !gone; }, kWaitMs);
+            return title.value_or(QString());
+        }
+    }
+    return std::nullopt;
+}
+
+} // namespace
+
+DemoTour::DemoTour(QWidget *window, QObject *parent) : QObject(parent), m_window(window)
+{
+    m_consoleToken = addConsoleObserver([this](const QString &line) {
+        static QMutex mutex;
+        QMutexLocker lock(&mutex);
+        m_console.append(line);
+    });
+}
+
+DemoTour::~DemoTour()
+{
+    removeConsoleObserver(m_consoleToken);
+}
+
+bool DemoTour::step(const QString &what, bool ok)
+{
+    std::printf("tessivo-demo tour: %s %s\n", ok ? "ok  " : "FAIL", qPrintable(what));
+    std::fflush(stdout);
+    return ok;
+}
+
+bool DemoTour::firstRunAndConsent()
+{
+    TessivoKit::shared().applicationDidBecomeActive();
+    auto *notes = waitForTop<TestingNotesViewController>();
+    if (!step(QStringLiteral("the testing notes open on first run"), notes))
+        return false;
+    click(notes->findChild<QPushButton *>(QStringLiteral("beginTestingButton")));
+    QTest::qWaitFor([] { return !topAs<TestingNotesViewController>(); }, kWaitMs);
+
+    // The video tile asks for consent the first time.
+    if (!shakeAndChoose(0))
+        return false;
+    if (!step(QStringLiteral("consent given in the permission alert"),
+              answerAlert(QStringLiteral("Ok")) == QStringLiteral("Enable video recording")))
+        return false;
+    return step(QStringLiteral("background recording started"),
+                QTest::qWaitFor([] { return bool(TessivoKit::shared().isRecording); }, kWaitMs));
+}
+
+bool DemoTour::shakeAndChoose(int tile)
+{
+    shake(m_window);
+    auto *choice = waitForTop<SelectOptionViewController>();
+    if (!step(QStringLiteral("a shake opens the capture choice"), choice))
+        return false;
+    QWidget *tiles[] = {choice->videoView(), choice->screenshotView(), choice->imageView()};
+    click(tiles[tile]);
+    return true;
+}
+
+// Picks the tracker on the share panel and waits for the result alert.
+bool DemoTour::sendFromPanel(const QString &kind)
+{
+    const auto title = answerAlert(QStringLiteral("Ok"));
+    return step(kind + QStringLiteral(" report sent (") + title.value_or(QStringLiteral("no answer")) + ")",
+                title == QStringLiteral("Shared!"));
+}
+
+bool DemoTour::screenshotReport()
+{
+    if (!shakeAndChoose(1))
+        return false;
+    auto *editor = waitForTop<PhotoEditorViewController>();
+    if (!step(QStringLiteral("the screenshot opens in the photo editor"), editor))
+        return false;
+    click(editor->controlsView()->markupButton());
+    QTest::qWait(500);
+    const QRect area = m_window->rect();
+    drag(m_window, QPoint(area.width() / 5, area.height() / 4), QPoint(area.width() * 4 / 5, area.height() / 3));
+    click(editor->markupControlsView()->backButton());
+    click(editor->controlsView()->shareButton());
+    QTest::qWaitFor([&] { return editor->shareView() && editor->shareView()->isVisible(); }, kWaitMs);
+    click(editor->shareView()->mondayButton());
+    if (!sendFromPanel(QStringLiteral("screenshot")))
+        return false;
+    // Done with it: quit without saving.
+    click(editor->controlsView()->closeButton());
+    answerAlert(QStringLiteral("Delete Screenshot"));
+    return step(QStringLiteral("the photo editor closed"),
+                QTest::qWaitFor([] { return !TessivoKit::shared().navigationAlreadyStarted; }, kWaitMs));
+}
+
+bool DemoTour::videoReport()
+{
+    QTest::qWait(3000); // something to record
+    if (!shakeAndChoose(0))
+        return false;
+    auto *editor = waitForTop<VideoEditorViewController>();
+    if (!step(QStringLiteral("the last seconds open in the video editor"), editor))
+        return false;
+    click(editor->videoControlsView()->shareButton());
+    QTest::qWaitFor([&] { return editor->shareView() && editor->shareView()->isVisible(); }, kWaitMs);
+    click(editor->shareView()->mondayButton());
+    if (!sendFromPanel(QStringLiteral("video")))
+        return false;
+    click(editor->videoControlsView()->closeButton());
+    answerAlert(QStringLiteral("Delete Video"));
+    return step(QStringLiteral("the video editor closed"),
+                QTest::qWaitFor([] { return !TessivoKit::shared().navigationAlreadyStarted; }, kWaitMs));
+}
+
+bool DemoTour::noteReport()
+{
+    if (!shakeAndChoose(2))
+        return false;
+    auto *editor = waitForTop<NoteEditorViewController>();
+    if (!step(QStringLiteral("the note editor opens"), editor))
+        return false;
+    QTest::qWaitFor([&] { return editor->noteView() && editor->noteView()->isVisible(); }, kWaitMs);
+    QTest::keyClicks(editor->noteView()->noteTextView(), QStringLiteral("The orbit labels overlap."));
+    click(editor->controlsView()->shareButton());
+    QTest::qWaitFor([&] { return editor->shareView() && editor->shareView()->isVisible(); }, kWaitMs);
+    click(editor->shareView()->mondayButton());
+    return sendFromPanel(QStringLiteral("note"));
+}
+
+int DemoTour::run()
+{
+    // A fresh tester on this machine, with a name so that no prompt stops the tour.
+    UserDefaults &defaults = UserDefaults::standard();
+    for (const char *key : {"userAllowedRecordingKey", "helperAlreadyPresented", "anonymousAuthor"})
+        defaults.removeObject(QString::fromLatin1(key));
+    defaults.setString(QStringLiteral("Tour"), QStringLiteral("noteAuthor"));
+
+    const bool ok = firstRunAndConsent() && screenshotReport() && videoReport() && noteReport();
+    // Uploads to the relay are only logged by the client: wait for both.
+    const auto uploads = [this] {
+        int n = 0;
+        for (const QString &line : std::as_const(m_console))
+            n += line.startsWith(QStringLiteral("Optional(")) && line.contains(QStringLiteral("status: 200"));
+        for (const QString &line : std::as_const(m_console))
+            n += line.startsWith(QStringLiteral("Uploaded to: "));
+        return n;
+    };
+    const bool uploaded = ok && step(QStringLiteral("the screenshot and the video were uploaded"),
+                                     QTest::qWaitFor([&] { return uploads() >= 2; }, 30000));
+    std::printf("tessivo-demo tour: %s\n", ok && uploaded ? "every report landed" : "the tour did not finish");
+    return ok && uploaded ? 0 : 1;
+}

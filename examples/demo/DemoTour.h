@@ -1,0 +1,38 @@
+// The autopilot tour: the demo drives the kit with the input events a tester
+// would make: the first-run notes, consent, a few seconds of animation, a
+// shake, then a screenshot report with a stroke, a video report and a note
+// report, each sent to the configured destination.
+#pragma once
+
+#include <QObject>
+#include <QString>
+#include <QStringList>
+
+class QWidget;
+
+class DemoTour : public QObject
+{
+    Q_OBJECT
+public:
+    explicit DemoTour(QWidget *window, QObject *parent = nullptr);
+    ~DemoTour() override;
+
+    /// Runs the whole tour (spinning the event loop as it waits) and returns
+    /// the process exit code: 0 only when every report landed.
+    int run();
+
+private:
+    bool step(const QString &what, bool ok);
+    bool shakeAndChoose(int tile);
+    bool sendFromPanel(const QString &kind);
+    bool firstRunAndConsent();
+    bool screenshotReport();
+    bool videoReport();
+    bool noteReport();
+
+    QWidget *m_window;
+    QStringList m_summary;
+    QStringList m_console;
+    int m_consoleToken = 0;
+    int m_uploadsBefore = 0;
+};
