@@ -26,6 +26,7 @@ std::optional<DemoOptions> DemoOptions::parse(const QCoreApplication &app, int &
         {"no-relay", "Do not start the demo's own relay."},
         {"headless-seconds", "Without a display, idle this long and exit instead of taking the tour.",
          "seconds", "3"},
+        {"screenshots", "With --tour: save pictures of the kit and of the inbox into this folder.", "folder"},
         {"tour", "Drive the kit through every kind of report on its own (the default without a display)."},
     });
     parser.process(app);
@@ -80,6 +81,7 @@ std::optional<DemoOptions> DemoOptions::parse(const QCoreApplication &app, int &
         return std::nullopt;
     }
     o.tour = parser.isSet("tour");
+    o.screenshotFolder = parser.value("screenshots");
     o.headlessSecondsGiven = parser.isSet("headless-seconds");
     return o;
 }

@@ -18,6 +18,7 @@ struct DemoOptions {
     bool noRelay = false;
     double headlessSeconds = 3.0;
     bool tour = false;
+    QString screenshotFolder;
     bool headlessSecondsGiven = false;
 
     /// Parses the arguments; prints help or an error and returns nothing

@@ -15,7 +15,11 @@
 #include "platform/Console.h"
 #include "platform/UserDefaults.h"
 
+#include <QDir>
 #include <QMutex>
+#include <QProcess>
+#include <QStandardPaths>
+#include <QTemporaryDir>
 #include <QPushButton>
 #include <QTest>
 #include <QTextEdit>
@@ -130,6 +134,10 @@ bool DemoTour::shakeAndChoose(int tile)
     auto *choice = waitForTop<SelectOptionViewController>();
     if (!step(QStringLiteral("a shake opens the capture choice"), choice))
         return false;
+    if (tile == 1 && !m_screenshotFolder.isEmpty()) {
+        QTest::qWait(800); // the screen slides in
+        saveScreenshots(QStringLiteral("demo-kit-open.png"));
+    }
     QWidget *tiles[] = {choice->videoView(), choice->screenshotView(), choice->imageView()};
     click(tiles[tile]);
     return true;
@@ -201,6 +209,33 @@ bool DemoTour::noteReport()
     return sendFromPanel(QStringLiteral("note"));
 }
 
+void DemoTour::saveScreenshots(const QString &name)
+{
+    if (m_screenshotFolder.isEmpty())
+        return;
+    QDir().mkpath(m_screenshotFolder);
+    m_window->grab().save(QDir(m_screenshotFolder).filePath(name));
+}
+
+void DemoTour::saveInboxScreenshot()
+{
+    if (m_screenshotFolder.isEmpty() || m_inboxUrl.isEmpty())
+        return;
+    const QString chromium = QStandardPaths::findExecutable(QStringLiteral("chromium"));
+    if (chromium.isEmpty())
+        return;
+    QTemporaryDir profile;
+    QProcess browser;
+    browser.start(chromium, {QStringLiteral("--headless"), QStringLiteral("--no-sandbox"), QStringLiteral("--disable-gpu"),
+                             QStringLiteral("--disable-background-networking"), QStringLiteral("--disable-component-update"),
+                             QStringLiteral("--disable-sync"), QStringLiteral("--no-first-run"),
+                             QStringLiteral("--user-data-dir=") + profile.path(), QStringLiteral("--window-size=1100,1400"),
+                             QStringLiteral("--screenshot=") + QDir(m_screenshotFolder).filePath(QStringLiteral("inbox.png")),
+                             m_inboxUrl});
+    // The browser is waited for while the relay keeps answering it.
+    QTest::qWaitFor([&] { return browser.state() == QProcess::NotRunning; }, 60000);
+}
+
 int DemoTour::run()
 {
     // A fresh tester on this machine, with a name so that no prompt stops the tour.
@@ -221,6 +256,8 @@ int DemoTour::run()
     };
     const bool uploaded = ok && step(QStringLiteral("the screenshot and the video were uploaded"),
                                      QTest::qWaitFor([&] { return uploads() >= 2; }, 30000));
+    if (ok && uploaded)
+        saveInboxScreenshot();
     std::printf("tessivo-demo tour: %s\n", ok && uploaded ? "every report landed" : "the tour did not finish");
     return ok && uploaded ? 0 : 1;
 }

@@ -21,6 +21,14 @@ public:
     /// the process exit code: 0 only when every report landed.
     int run();
 
+    /// Saves pictures of the kit open over the demo (and, given the inbox
+    /// address, of the relay's inbox through headless Chromium) into `folder`.
+    void setScreenshotFolder(const QString &folder, const QString &inboxUrl = {})
+    {
+        m_screenshotFolder = folder;
+        m_inboxUrl = inboxUrl;
+    }
+
 private:
     bool step(const QString &what, bool ok);
     bool shakeAndChoose(int tile);
@@ -30,7 +38,12 @@ private:
     bool videoReport();
     bool noteReport();
 
+    void saveScreenshots(const QString &name);
+    void saveInboxScreenshot();
+
     QWidget *m_window;
+    QString m_screenshotFolder;
+    QString m_inboxUrl;
     QStringList m_summary;
     QStringList m_console;
     int m_consoleToken = 0;

@@ -101,8 +101,9 @@ int main(int argc, char **argv)
     if (options->tour) {
         // The tour makes its own activation, so that the first run is its own.
         QObject::disconnect(&app, &QGuiApplication::applicationStateChanged, &app, nullptr);
-        QTimer::singleShot(300, &app, [&window, &relay] {
+        QTimer::singleShot(300, &app, [&window, &relay, &options] {
             DemoTour tour(&window);
+            tour.setScreenshotFolder(options->screenshotFolder, relay ? relay->inboxUrl() : QString());
             const int code = tour.run();
             if (relay)
                 std::printf("tessivo-demo tour: the reports are in the inbox at %s\n", qPrintable(relay->inboxUrl()));
