@@ -78,6 +78,9 @@ PhotoEditorViewController::PhotoEditorViewController(QWidget *parent)
     auto *scene = new QGraphicsScene(this);
     // A click beside the text being edited leaves the keyboard with it.
     scene->setStickyFocus(true);
+    // A handful of items that move, scale and turn all the time: hit tests
+    // read them as they are now rather than from a spatial index.
+    scene->setItemIndexMethod(QGraphicsScene::NoIndex);
     m_canvasView = scene;
     auto *card = new MetadataView;
     m_cardProxy = scene->addWidget(card);

@@ -74,7 +74,7 @@ void StickerView::placeChildren()
         return;
     const QRectF box = bounds();
     const QSizeF natural = m_imageView->pixmap().isNull() ? QSizeF(kWidth, kHeight) * kPictureScale
-                                                           : QSizeF(m_imageView->pixmap().size());
+                                                           : m_imageView->pixmap().deviceIndependentSize();
     // The picture fills the bounds, keeping its proportions.
     const qreal scale = std::min(box.width() / natural.width(), box.height() / natural.height());
     m_imageView->setScale(scale);

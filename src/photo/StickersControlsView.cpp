@@ -22,6 +22,10 @@ StickersControlsView::StickersControlsView(QWidget *parent)
     m_collectionView = requireOutlet(m_ui->stickersCollectionView, "stickersCollectionView");
     m_scrollArea = requireOutlet(m_ui->stickersScrollArea, "stickersScrollArea");
     m_backButton = requireOutlet(m_ui->backButton, "backButton");
+    // A bar: as tall as its strip, never taking the canvas's room.
+    m_scrollArea->setSizePolicy(QSizePolicy::Expanding, QSizePolicy::Fixed);
+    m_scrollArea->setFixedHeight(80);
+    setSizePolicy(QSizePolicy::Preferred, QSizePolicy::Fixed);
     m_backButton->setIcon(Bundle::kit().icon(QStringLiteral("bar_back")));
     connect(m_backButton, &QToolButton::clicked, this, &StickersControlsView::back);
     m_view->setStyleSheet(QStringLiteral(
