@@ -3,6 +3,7 @@
 #include "platform/Bundle.h"
 
 #include <QGraphicsDropShadowEffect>
+#include <QHash>
 #include <QPainter>
 
 namespace tessivo {
@@ -22,6 +23,22 @@ QFont letterFont(qreal size)
     return face;
 }
 
+// Each picture is drawn once: the picker redraws its cells on every
+// change, and the catalogue is small.
+QPixmap picture(const QString &name)
+{
+    // Images, not pixmaps: they may outlive the application object.
+    static QHash<QString, QImage> pictures;
+    auto found = pictures.constFind(name);
+    if (found == pictures.constEnd()) {
+        const QImage image = Bundle::kit().image(name, kPictureScale);
+        if (image.isNull())
+            return QPixmap();
+        found = pictures.insert(name, image);
+    }
+    return QPixmap::fromImage(*found);
+}
+
 } // namespace
 
 StickerView::StickerView(const QRectF &frame, QGraphicsItem *parent) : CanvasObjectItem(parent)
@@ -38,11 +55,8 @@ StickerView::StickerView(const QRectF &frame, QGraphicsItem *parent) : CanvasObj
 void StickerView::setSticker(const std::optional<Sticker> &sticker)
 {
     m_sticker = sticker;
-    QImage picture;
-    if (sticker)
-        picture = Bundle::kit().image(sticker->imageName, kPictureScale);
     // A missing image leaves the picture empty.
-    m_imageView->setPixmap(picture.isNull() ? QPixmap() : QPixmap::fromImage(picture));
+    m_imageView->setPixmap(sticker ? picture(sticker->imageName) : QPixmap());
     m_label->setText(sticker && sticker->smartLetter ? *sticker->smartLetter : QString());
     placeChildren();
 }
