@@ -9,6 +9,7 @@
 #include "photo/ColorCell.h"
 #include "platform/Bundle.h"
 #include "platform/Haptics.h"
+#include "platform/Keyboard.h"
 #include "platform/TapGestureRecognizer.h"
 #include "platform/Toolbar.h"
 #include "ObjectTesting.h"
@@ -250,6 +251,15 @@ private Q_SLOTS:
         // A tap while editing does nothing.
         test::tap(m_window.get(), windowPoint(m_editor, QPointF(200, 500)));
         QCOMPARE(m_editor->annotationViews.size(), 1);
+
+        // The keyboard lifts the colour bar and the panel behind it.
+        Keyboard::shared().post(true, {QRectF(0, 460, 390, 300), 0.05, QEasingCurve::Linear});
+        QCOMPARE(m_editor->annotateControlsBottomConstraint.constant(), 300.0);
+        QCOMPARE(m_editor->keyboardBackgroundHeightConstraint.constant(), 300.0);
+        QCOMPARE(m_editor->controlsBottomConstraint.constant(), 0.0);
+        Keyboard::shared().post(false, {QRectF(0, 760, 390, 300), 0.05, QEasingCurve::Linear});
+        QCOMPARE(m_editor->annotateControlsBottomConstraint.constant(), 0.0);
+        QCOMPARE(m_editor->keyboardBackgroundHeightConstraint.constant(), 0.0);
 
         clickDone();
         QVERIFY(!m_editor->activeAnnotationIsEditing);
