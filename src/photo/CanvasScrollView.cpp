@@ -72,6 +72,12 @@ void CanvasScrollView::setUserInteractionEnabled(bool enabled)
 
 void CanvasScrollView::wheelEvent(QWheelEvent *event)
 {
+    // Ctrl and Shift turn the wheel into a pinch and a rotation of the
+    // object under the pointer: the canvas stays put.
+    if (event->modifiers() & (Qt::ControlModifier | Qt::ShiftModifier)) {
+        event->accept();
+        return;
+    }
     const QPoint pixels = event->pixelDelta();
     const qreal dy = !pixels.isNull() ? -pixels.y() : -event->angleDelta().y() / 120.0 * 48.0;
     Q_EMIT wheelScrolled(dy);

@@ -1,5 +1,8 @@
 #include "photo/PhotoEditorViewController.h"
 
+#include "photo/ObjectGestures.h"
+#include "photo/StickerView.h"
+
 #include "core/TessivoKit.h"
 #include "metadata/MetadataTexts.h"
 #include "metadata/NoteTextView.h"
@@ -66,17 +69,18 @@ PhotoEditorViewController::PhotoEditorViewController(QWidget *parent)
     m_controlsView->setDelegate(this);
     m_markupControlsView->setDelegate(this);
     m_annotateControlsView->setDelegate(this);
-    m_ui->stickersBackButton->setIcon(Bundle::kit().icon(QStringLiteral("bar_back")));
-    m_ui->stickersBackButton->setStyleSheet(QStringLiteral(
-        "QToolButton { border: none; border-radius: 14px; padding: 4px 10px; background: transparent; }"
-        "QToolButton:hover { background: rgba(142, 142, 147, 40); }"));
-    connect(m_ui->stickersBackButton, &QToolButton::clicked, this, [this] { leaveTool(); });
+    m_stickersControlsView->setDelegate(this);
     qobject_cast<QLabel *>(m_deleteView.data())
         ->setPixmap(Bundle::kit().icon(QStringLiteral("bar_clear")).pixmap(QSize(28, 28), devicePixelRatioF()));
     showBar(m_controlsView);
 
     // The canvas: screenshot, stroke layer over it, card below.
     auto *scene = new QGraphicsScene(this);
+    // A click beside the text being edited leaves the keyboard with it.
+    scene->setStickyFocus(true);
+    // A handful of items that move, scale and turn all the time: hit tests
+    // read them as they are now rather than from a spatial index.
+    scene->setItemIndexMethod(QGraphicsScene::NoIndex);
     m_canvasView = scene;
     auto *card = new MetadataView;
     m_cardProxy = scene->addWidget(card);
@@ -96,9 +100,10 @@ PhotoEditorViewController::PhotoEditorViewController(QWidget *parent)
     connect(scroller, &CanvasScrollView::wheelScrolled, this, &PhotoEditorViewController::wheelScroll);
     setCanvasScrollView(scroller);
     m_canvasImageView->setUserInteractionEnabled(false);
+    m_objectGestures = new ObjectGestures(this);
 
     for (QWidget *bar : {static_cast<QWidget *>(m_controlsView), static_cast<QWidget *>(m_markupControlsView),
-                         static_cast<QWidget *>(m_annotateControlsView), m_stickersControlsView.data()})
+                         static_cast<QWidget *>(m_annotateControlsView), static_cast<QWidget *>(m_stickersControlsView.data())})
         styleControlsPanel(bar);
     applyColors();
     layoutCanvas();
@@ -155,7 +160,7 @@ void PhotoEditorViewController::traitCollectionDidChange(Appearance previous)
 {
     EditorViewController::traitCollectionDidChange(previous);
     for (QWidget *bar : {static_cast<QWidget *>(m_controlsView), static_cast<QWidget *>(m_annotateControlsView),
-                         static_cast<QWidget *>(m_markupControlsView), m_stickersControlsView.data()})
+                         static_cast<QWidget *>(m_markupControlsView), static_cast<QWidget *>(m_stickersControlsView.data())})
         styleControlsPanel(bar);
     applyColors();
 }
@@ -425,7 +430,7 @@ void PhotoEditorViewController::scrollCanvasToBottom()
 void PhotoEditorViewController::showBar(QWidget *bar)
 {
     for (QWidget *each : {static_cast<QWidget *>(m_controlsView), static_cast<QWidget *>(m_markupControlsView),
-                          static_cast<QWidget *>(m_annotateControlsView), m_stickersControlsView.data()})
+                          static_cast<QWidget *>(m_annotateControlsView), static_cast<QWidget *>(m_stickersControlsView.data())})
         each->setVisible(each == bar);
 }
 
@@ -509,17 +514,20 @@ void PhotoEditorViewController::closeTapped()
 
 void PhotoEditorViewController::leaveTool()
 {
-    if (activeTextView)
-        activeTextView->setTextInteractionFlags(Qt::NoTextInteraction);
-    // Object gestures on the stroke layer arrive with the objects; there
-    // are none to remove yet.
+    auto *active = qobject_cast<AnnotateTextView *>(activeTextView.data());
+    if (active) {
+        active->setEditable(false);
+        active->resignFirstResponder();
+    }
+    removeLayerGestures();
     showBar(m_controlsView);
     m_controlsView->resetButtons();
     m_canvasScrollView->setUserInteractionEnabled(true);
     m_canvasImageView->setUserInteractionEnabled(false);
     isDrawing = false;
     isAnnotating = false;
-    // A text item has no background of its own to clear.
+    if (active)
+        active->setBackgroundColor(Qt::transparent);
     activeTextView.clear();
     activeAnnotateView = nullptr;
     activeAnnotationIsEditing = false;
@@ -537,8 +545,12 @@ void PhotoEditorViewController::didSelectColor(const QColor &color)
         return;
     }
     annotateColor = color;
-    if (activeTextView)
+    if (auto *active = qobject_cast<AnnotateTextView *>(activeTextView.data())) {
+        active->setTintColor(color);
+        active->setTextColor(color);
+    } else if (activeTextView) {
         activeTextView->setDefaultTextColor(color);
+    }
 }
 
 // Panels ----------------------------------------------------------------------------------
@@ -592,8 +604,13 @@ void PhotoEditorViewController::hideShareView()
 
 void PhotoEditorViewController::done()
 {
-    if (!isNote)
+    auto *active = qobject_cast<AnnotateTextView *>(activeTextView.data());
+    if (active)
+        active->resignFirstResponder();
+    if (!isNote) {
+        finishAnnotation();
         return;
+    }
     const bool wasEmpty = metadata.note.isEmpty();
     resetPanels();
     // The panel is closed: the bar shows no tool, and the next close asks
@@ -607,6 +624,7 @@ void PhotoEditorViewController::done()
 void PhotoEditorViewController::closeEditor(std::function<void()> completion)
 {
     removeAllGestures(m_canvasScrollView);
+    removeLayerGestures();
     EditorViewController::closeEditor(std::move(completion));
 }
 

@@ -20,6 +20,9 @@
 #include "photo/ControlsView.h"
 #include "photo/MarkupControlsDelegate.h"
 #include "photo/MarkupControlsView.h"
+#include "photo/AnnotateView.h"
+#include "photo/StickersControlsDelegate.h"
+#include "photo/StickersControlsView.h"
 #include "photo/StrokeLayerItem.h"
 #include "platform/GestureRecognizer.h"
 #include "platform/LayoutConstraint.h"
@@ -45,11 +48,14 @@ class PhotoEditorViewController;
 
 namespace tessivo {
 
-class AnnotateView;
+class CanvasObjectItem;
+class ObjectGestures;
+class StickerView;
 
 class TESSIVO_EXPORT PhotoEditorViewController : public EditorViewController,
                                                  public MarkupControlsDelegate,
                                                  public AnnotateControlsDelegate,
+                                                 public StickersControlsDelegate,
                                                  public GestureRecognizerDelegate
 {
     Q_OBJECT
@@ -67,8 +73,7 @@ public:
     ControlsView *controlsView() const { return m_controlsView; }
     AnnotateControlsView *annotateControlsView() const { return m_annotateControlsView; }
     MarkupControlsView *markupControlsView() const { return m_markupControlsView; }
-    /// The sticker picker's place in the bar area.
-    QWidget *stickersControlsView() const { return m_stickersControlsView; }
+    StickersControlsView *stickersControlsView() const { return m_stickersControlsView; }
     /// Shows the screenshot; setting it shows image() in it.
     QGraphicsPixmapItem *imageView() const { return m_imageView; }
     void setImageView(QGraphicsPixmapItem *item);
@@ -106,7 +111,7 @@ public:
     /// The annotations, index equal to their tag (not owned: they are
     /// items of the stroke layer).
     QList<AnnotateView *> annotationViews;
-    AnnotateView *activeAnnotateView = nullptr;
+    QPointer<AnnotateView> activeAnnotateView;
     bool activeAnnotationIsEditing = false;
 
     /// Where the note and share panels open: the canvas's visible area.
@@ -131,6 +136,30 @@ public:
     /// The lowest offset the canvas scrolls to: the card's height plus the
     /// tool bar's.
     double scrollLimit() const;
+
+    // Text annotations ------------------------------------------------------------
+    /// The editing highlight behind a text being edited.
+    static QColor editingHighlight() { return QColor(200, 200, 200, qRound(0.3 * 255)); }
+    /// A new annotation centred on `y` of the stroke layer, being edited.
+    void addAnnotation(qreal y);
+    void textViewDidBeginEditing(AnnotateTextView *textView);
+    void textViewDidChange(AnnotateTextView *textView);
+    /// A tap on the stroke layer after an annotation is finished.
+    void tapGesture(GestureRecognizer *recognizer);
+    /// The recognisers on the stroke layer itself (not its objects').
+    QList<GestureRecognizer *> canvasImageViewRecognizers() const;
+
+    // Stickers and object gestures --------------------------------------------------
+    void didSelectSticker(std::unique_ptr<StickerView> stickerView) override;
+    /// Pan, pinch and rotation on a new annotation or sticker.
+    void attachObjectGestures(CanvasObjectItem *item);
+    void panGesture(GestureRecognizer *recognizer);
+    void pinchGesture(GestureRecognizer *recognizer);
+    void rotationGesture(GestureRecognizer *recognizer);
+    void tapStickerGesture(GestureRecognizer *recognizer);
+    ObjectGestures *objectGestures() const { return m_objectGestures; }
+    /// Every recogniser may work with any other.
+    bool shouldRecognizeSimultaneously(GestureRecognizer *, GestureRecognizer *) override { return true; }
 
     // Tools ----------------------------------------------------------------------
     void leaveTool();
@@ -167,9 +196,8 @@ protected:
     void viewDidAppear(bool animated) override;
     void traitCollectionDidChange(Appearance previous) override;
     void done() override;
-    /// Hook of text annotations: a new annotation at `y` on the stroke
-    /// layer when the annotation tool opens. The canvas has none yet.
-    virtual void addAnnotation(qreal y) { Q_UNUSED(y) }
+    void keyboardWillShow(const KeyboardNotification &notification) override;
+    void keyboardWillHide(const KeyboardNotification &notification) override;
     void mousePressEvent(QMouseEvent *event) override;
     void mouseMoveEvent(QMouseEvent *event) override;
     void mouseReleaseEvent(QMouseEvent *event) override;
@@ -186,12 +214,16 @@ private:
     QPointF toStrokeLayer(QPointF editorPoint) const;
     bool isOverCanvas(QPointF editorPoint) const;
     void wheelScroll(qreal dy);
+    void removeLayerGestures();
+    void finishAnnotation();
+    void placeAccessory();
+    void animateLayout(const KeyboardNotification &notification);
 
     std::unique_ptr<Ui::PhotoEditorViewController> m_ui;
     QPointer<ControlsView> m_controlsView;
     QPointer<AnnotateControlsView> m_annotateControlsView;
     QPointer<MarkupControlsView> m_markupControlsView;
-    QPointer<QWidget> m_stickersControlsView;
+    QPointer<StickersControlsView> m_stickersControlsView;
     QGraphicsPixmapItem *m_imageView = nullptr; // owned by the scene
     QPointer<QWidget> m_deleteView;
     QPointer<CanvasScrollView> m_canvasScrollView;
@@ -202,6 +234,8 @@ private:
     QGraphicsRectItem *m_cardSeparator = nullptr; // owned by the scene
     QImage m_image;
     bool m_tracking = false;
+    ObjectGestures *m_objectGestures = nullptr; // a child of this editor
+    QList<QPointer<GestureRecognizer>> m_layerRecognizers;
 };
 
 } // namespace tessivo

@@ -1,9 +1,12 @@
 #include "platform/GestureRecognizer.h"
 
 #include <QApplication>
+#include <QGraphicsObject>
+#include <QGraphicsView>
 #include <QMouseEvent>
 #include <QNativeGestureEvent>
 #include <QPointer>
+#include <QSet>
 #include <QTouchEvent>
 #include <QWheelEvent>
 #include <QWidget>
@@ -123,12 +126,41 @@ private:
         return nullptr;
     }
 
-    static bool hits(GestureRecognizer *r, QWidget *top, QPointF windowPos)
+    bool hits(GestureRecognizer *r, QWidget *top, QPointF windowPos) const
     {
         QWidget *view = r->view();
         if (!view || !r->isEnabled() || !view->isVisible() || !takesInput(view, top))
             return false;
-        return view->rect().contains(view->mapFrom(top, windowPos.toPoint()));
+        const QPoint local = view->mapFrom(top, windowPos.toPoint());
+        if (!view->rect().contains(local))
+            return false;
+        if (!r->m_hasItem)
+            return true;
+        return r->item() && r->item() == itemUnder(view, local);
+    }
+
+    /// The topmost enabled, visible item under a viewport point that has
+    /// recognisers of its own (or whose ancestor has): scene items are
+    /// hit the way the view stacks them.
+    QGraphicsObject *itemUnder(QWidget *viewport, QPoint local) const
+    {
+        auto *graphicsView = qobject_cast<QGraphicsView *>(viewport->parentWidget());
+        if (!graphicsView || graphicsView->viewport() != viewport)
+            return nullptr;
+        QSet<const QGraphicsItem *> carriers;
+        for (const auto &r : m_all) {
+            if (r && r->item())
+                carriers.insert(r->item());
+        }
+        for (QGraphicsItem *hit : graphicsView->items(local)) {
+            if (!hit->isVisible() || !hit->isEnabled())
+                continue;
+            for (QGraphicsItem *each = hit; each; each = each->parentItem()) {
+                if (carriers.contains(each))
+                    return each->toGraphicsObject();
+            }
+        }
+        return nullptr;
     }
 
     /// A view that lets input through (or sits in one that does) gets none.
@@ -227,9 +259,20 @@ void GestureRecognizer::addTo(QWidget *view)
         return;
     removeFromView();
     m_view = view;
+    m_item = nullptr;
+    m_hasItem = false;
     setParent(view);
     view->setAttribute(Qt::WA_AcceptTouchEvents);
     GestureRouter::shared().attach(this);
+}
+
+void GestureRecognizer::addTo(QGraphicsObject *item, QGraphicsView *view)
+{
+    if (!item || !view)
+        return;
+    addTo(view->viewport());
+    m_item = item;
+    m_hasItem = true;
 }
 
 void GestureRecognizer::removeFromView()
@@ -238,6 +281,8 @@ void GestureRecognizer::removeFromView()
         return;
     GestureRouter::shared().detach(this);
     m_view = nullptr;
+    m_item = nullptr;
+    m_hasItem = false;
     setParent(nullptr);
 }
 

@@ -4,6 +4,8 @@
 
 #include "tessivo_export.h"
 
+#include <QGraphicsObject>
+#include <QGraphicsView>
 #include <QList>
 #include <QObject>
 #include <QPointF>
@@ -16,6 +18,8 @@ class QMouseEvent;
 class QTouchEvent;
 class QWheelEvent;
 class QNativeGestureEvent;
+
+
 
 namespace tessivo {
 
@@ -67,9 +71,16 @@ public:
 
     /// Attaches the recogniser to `view`, which then owns it.
     void addTo(QWidget *view);
+    /// Attaches the recogniser to an item of a graphics view. Events reach
+    /// it through the view's viewport (which owns it) only when the item
+    /// is the topmost gesture-carrying item under the pointer, and enabled
+    /// and visible. Positions stay in the viewport's coordinates.
+    void addTo(QGraphicsObject *item, QGraphicsView *view);
     /// Detaches it from its view; the caller owns it afterwards.
     void removeFromView();
     QWidget *view() const { return m_view.data(); }
+    /// The scene item it is attached to, null for a widget's recogniser.
+    QGraphicsObject *item() const { return m_item.data(); }
     /// The recognisers attached to `view`, in the order they were added.
     static QList<GestureRecognizer *> recognizers(const QWidget *view);
 
@@ -122,6 +133,8 @@ private:
 
     QList<Target> m_targets;
     QPointer<QWidget> m_view;
+    QPointer<QGraphicsObject> m_item;
+    bool m_hasItem = false;
     QPointer<QObject> m_delegateObject;
     GestureRecognizerDelegate *m_delegate = nullptr;
     GestureRecognizerState m_state = GestureRecognizerState::possible;

@@ -61,7 +61,11 @@ int main(int argc, char **argv)
 
     using tessivo::Appearance;
     int written = 0;
+    // TESSIVO_GALLERY_ONLY=<text> renders only the entries whose name holds it.
+    const QString only = qEnvironmentVariable("TESSIVO_GALLERY_ONLY");
     for (const auto &entry : tessivo::gallery::entries()) {
+        if (!only.isEmpty() && !entry.name.contains(only))
+            continue;
         for (Appearance appearance : {Appearance::light, Appearance::dark}) {
             QApplication::setPalette(tessivo::paletteFor(appearance));
             QWidget *window = entry.make(appearance);

@@ -13,13 +13,18 @@
 #include "platform/AlertController.h"
 #include "platform/UserDefaults.h"
 #include "sharing/TrelloManager.h"
+#include "photo/StickerView.h"
+#include "photo/StickersCell.h"
+#include "platform/Toolbar.h"
 #include "LocalHttpServer.h"
+#include "ObjectTesting.h"
 #include "PhotoTesting.h"
 #include "TestSupport.h"
 
 #include <QApplication>
 #include <QDir>
 #include <QLabel>
+#include <QPushButton>
 #include <QVBoxLayout>
 
 using namespace tessivo;
@@ -204,6 +209,74 @@ private Q_SLOTS:
             disc += redCoverage(png, x, 394, 406);
         QVERIFY2(qAbs(disc - M_PI * 2.5 * 2.5) < 3.0, qPrintable(QString::number(disc)));
         QVERIFY(!test::isRed(png.pixelColor(204, 400)));
+    }
+
+    void aStickerAndAnAnnotationReachTrello()
+    {
+        TessivoKit::shared().startFeedback();
+        SelectOptionViewController *choice = nullptr;
+        QTRY_VERIFY((choice = qobject_cast<SelectOptionViewController *>(topMostViewController())));
+        QTRY_VERIFY(choice->hasAppeared());
+        test::click(choice->screenshotView());
+        QTRY_VERIFY((m_editor = qobject_cast<PhotoEditorViewController *>(topMostViewController())));
+        QTRY_VERIFY(m_editor->hasAppeared());
+
+        // A red "OK" a quarter of the way down.
+        test::click(m_editor->controlsView()->annotateButton());
+        QTRY_VERIFY(!m_editor->canvasScrollView()->isScrollAnimating());
+        QTest::keyClicks(m_editor->canvasScrollView(), "OK");
+        QPushButton *done = m_editor->toolbar()->findChild<QPushButton *>();
+        test::click(done);
+        test::click(m_editor->annotateControlsView()->backButton());
+        const qreal textY = m_window->height() * 0.25;
+
+        // The right arrow, dragged, turned a quarter clockwise, 1.1³ larger.
+        test::click(m_editor->controlsView()->stickersButton());
+        QTRY_VERIFY(!m_editor->canvasScrollView()->isScrollAnimating());
+        test::click(m_editor->stickersControlsView()->cellAt(9));
+        const QPointF centre = m_editor->canvasImageView()->boundingRect().center() + QPointF(-60, 120);
+        const QPoint from = test::windowPoint(m_editor, m_editor->canvasImageView()->boundingRect().center());
+        test::drag(m_window.get(), from, from + QPoint(-60, 120));
+        const QPoint at = test::windowPoint(m_editor, centre);
+        test::wheel(m_window.get(), at, 18, Qt::ShiftModifier);
+        test::wheel(m_window.get(), at, 3, Qt::ControlModifier);
+        test::click(m_editor->stickersControlsView()->backButton());
+
+        writeAndShare();
+        if (QTest::currentTestFailed())
+            return;
+        const QImage png = sendToTrello();
+        QVERIFY(!png.isNull());
+        QCOMPARE(png.devicePixelRatio(), 1.0);
+
+        auto isOrange = [](const QColor &c) { return c.red() > 220 && c.green() > 100 && c.green() < 190 && c.blue() < 80; };
+        // Arrow-local points to the image: turned 90° clockwise, scaled.
+        const qreal s = 0.45 * std::pow(1.1, 3);
+        auto placed = [&](QPointF local) { return (centre + QPointF(-local.y(), local.x()) * s).toPoint(); };
+        for (const QPointF local : {QPointF(-120, 0), QPointF(-60, 30), QPointF(0, -30), QPointF(100, 0),
+                                    QPointF(60, 60), QPointF(60, -60)})
+            QVERIFY2(isOrange(png.pixelColor(placed(local))), qPrintable(QString("arrow at %1,%2").arg(local.x()).arg(local.y())));
+        // Beside the shaft and beyond the tip the white screenshot shows
+        // (at most under a faint shadow).
+        auto isLight = [](const QColor &c) { return c.red() > 180 && c.green() > 180 && c.blue() > 180; };
+        for (const QPointF local : {QPointF(-60, -95), QPointF(-60, 95), QPointF(200, 0)})
+            QVERIFY2(isLight(png.pixelColor(placed(local))),
+                     qPrintable(QString("clear at %1,%2").arg(local.x()).arg(local.y())));
+
+        // The text: red, centred on the line, around the height it was put.
+        int red = 0;
+        QRect redBox;
+        for (int y = int(textY) - 20; y < int(textY) + 40; ++y) {
+            for (int x = 0; x < png.width(); ++x) {
+                if (test::isRed(png.pixelColor(x, y))) {
+                    ++red;
+                    redBox |= QRect(x, y, 1, 1);
+                }
+            }
+        }
+        QVERIFY2(red > 60, qPrintable(QString::number(red)));
+        QVERIFY(qAbs(redBox.center().x() - png.width() / 2) < 6);
+        QVERIFY(redBox.top() > textY - 12 && redBox.bottom() < textY + 24);
     }
 
     void scrolledToTheTopTheImageStillHoldsTheCard()
