@@ -9,7 +9,14 @@
 #include "editors/VideoEditorViewController.h"
 #include "metadata/NoteTextView.h"
 #include "metadata/SharingMethodView.h"
+#include "photo/AnnotateControlsView.h"
+#include "photo/CanvasScrollView.h"
 #include "photo/ControlsView.h"
+#include "photo/MarkupControlsView.h"
+#include "photo/StickersCell.h"
+#include "photo/StickersControlsView.h"
+#include "photo/StrokeLayerItem.h"
+#include "platform/Toolbar.h"
 #include "photo/PhotoEditorViewController.h"
 #include "platform/AlertController.h"
 #include "platform/Console.h"
@@ -163,6 +170,20 @@ bool DemoTour::screenshotReport()
     const QRect area = m_window->rect();
     drag(m_window, QPoint(area.width() / 5, area.height() / 4), QPoint(area.width() * 4 / 5, area.height() / 3));
     click(editor->markupControlsView()->backButton());
+    // A text annotation, typed where the tool puts it.
+    click(editor->controlsView()->annotateButton());
+    QTest::qWait(500);
+    QTest::keyClicks(editor->canvasScrollView(), QStringLiteral("Labels overlap here"));
+    click(editor->toolbar()->findChild<QPushButton *>(QStringLiteral("doneButton")));
+    click(editor->annotateControlsView()->backButton());
+    // A lettered marker, the first entry of the sticker strip.
+    click(editor->controlsView()->stickersButton());
+    QTest::qWait(500);
+    click(editor->stickersControlsView()->cellAt(0));
+    click(editor->stickersControlsView()->backButton());
+    if (!step(QStringLiteral("a stroke, a text annotation and a lettered sticker on the screenshot"),
+              editor->canvasImageView()->childItems().size() >= 2))
+        return false;
     click(editor->controlsView()->shareButton());
     QTest::qWaitFor([&] { return editor->shareView() && editor->shareView()->isVisible(); }, kWaitMs);
     click(editor->shareView()->mondayButton());
