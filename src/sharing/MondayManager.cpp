@@ -1,5 +1,7 @@
 #include "sharing/MondayManager.h"
 
+#include "sharing/CreatedIdAnswer.h"
+
 #include "core/TessivoKit.h"
 #include "platform/Bundle.h"
 #include "platform/Console.h"
@@ -129,27 +131,8 @@ void MondayManager::addItem(const QString &itemName,
                                                std::optional<QByteArray> data,
                                                std::optional<UrlResponse>,
                                                std::optional<UrlError> error) {
-        if (error) {
-            consolePrint(QStringLiteral("Create monday card error:") + error->description());
-            completion(std::nullopt);
-            return;
-        }
-        if (!data) {
-            consolePrint(QStringLiteral("Can't decode not JSON nor Text"));
-            completion(std::nullopt);
-            return;
-        }
-        if (const auto json = jsonObject(*data); json && json->isObject()) {
-            const QJsonValue id = json->toObject().value(QStringLiteral("id"));
-            // Unlike the Trello client, the id is not printed.
-            completion(id.isString() ? std::optional<QString>(id.toString()) : std::nullopt);
-            return;
-        }
-        if (const auto text = stringFromUtf8(*data))
-            consolePrint(*text);
-        else
-            consolePrint(QStringLiteral("Can't decode not JSON nor Text"));
-        completion(std::nullopt);
+        // Unlike the Trello client, the id is not printed.
+        completion(readCreatedId(data, error, QStringLiteral("Create monday card error:"), false, consolePrint));
     });
 }
 

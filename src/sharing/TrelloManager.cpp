@@ -1,5 +1,7 @@
 #include "sharing/TrelloManager.h"
 
+#include "sharing/CreatedIdAnswer.h"
+
 #include "core/Configs.h"
 #include "platform/Console.h"
 #include "platform/JsonSerialization.h"
@@ -72,31 +74,7 @@ void TrelloManager::createCard(const QString &name, const QString &desc,
                      std::optional<QByteArray> data, std::optional<UrlResponse>,
                      std::optional<UrlError> error) {
             const auto log = [&](const QString &line) { consolePrint(scrubbed(line, key, token)); };
-            if (error) {
-                log(QStringLiteral("Create trello card error:") + error->description());
-                completion(std::nullopt);
-                return;
-            }
-            if (!data) {
-                log(QStringLiteral("Can't decode not JSON nor Text"));
-                completion(std::nullopt);
-                return;
-            }
-            if (const auto json = jsonObject(*data); json && json->isObject()) {
-                const QJsonValue id = json->toObject().value(QStringLiteral("id"));
-                if (id.isString()) {
-                    log(id.toString());
-                    completion(id.toString());
-                } else {
-                    completion(std::nullopt);
-                }
-                return;
-            }
-            if (const auto text = stringFromUtf8(*data))
-                log(*text);
-            else
-                log(QStringLiteral("Can't decode not JSON nor Text"));
-            completion(std::nullopt);
+            completion(readCreatedId(data, error, QStringLiteral("Create trello card error:"), true, log));
         });
 }
 
