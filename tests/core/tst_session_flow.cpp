@@ -9,6 +9,7 @@
 #include "platform/Application.h"
 #include "platform/ScreenRecorder.h"
 #include "platform/UserDefaults.h"
+#include "AnimatedWindow.h"
 #include "TestSupport.h"
 
 #include <QApplication>
@@ -22,28 +23,6 @@ using namespace tessivo;
 
 namespace {
 
-// A host window that repaints all the time, so recordings have frames.
-class Busy : public QWidget
-{
-public:
-    Busy()
-    {
-        resize(320, 240);
-        connect(&m_timer, &QTimer::timeout, this, qOverload<>(&QWidget::update));
-        m_timer.start(16);
-    }
-
-protected:
-    void paintEvent(QPaintEvent *) override
-    {
-        QPainter p(this);
-        p.fillRect(rect(), QColor::fromHsv(m_hue = (m_hue + 7) % 360, 160, 220));
-    }
-
-private:
-    QTimer m_timer;
-    int m_hue = 0;
-};
 
 TessivoKit &kit()
 {
@@ -69,12 +48,12 @@ class SessionFlowTest : public QObject
 {
     Q_OBJECT
     test::TemporaryDefaults m_defaults;
-    std::unique_ptr<Busy> m_host;
+    std::unique_ptr<test::AnimatedWindow> m_host;
 
 private Q_SLOTS:
     void initTestCase()
     {
-        m_host = std::make_unique<Busy>();
+        m_host = std::make_unique<test::AnimatedWindow>(16);
         m_host->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_host.get()));
         QApplication::setActiveWindow(m_host.get());

@@ -10,6 +10,7 @@
 #include "platform/AlertController.h"
 #include "platform/UserDefaults.h"
 #include "LocalHttpServer.h"
+#include "AnimatedWindow.h"
 #include "TestSupport.h"
 
 #include <QApplication>
@@ -26,28 +27,6 @@ using test::HttpResponse;
 
 namespace {
 
-class Busy : public QWidget
-{
-public:
-    Busy()
-    {
-        resize(320, 240);
-        connect(&m_timer, &QTimer::timeout, this, qOverload<>(&QWidget::update));
-        m_timer.start(33);
-    }
-
-protected:
-    void paintEvent(QPaintEvent *) override
-    {
-        QPainter p(this);
-        p.fillRect(rect(), QColor::fromHsv(m_hue = (m_hue + 5) % 360, 150, 230));
-        p.drawText(rect(), Qt::AlignCenter, QString::number(m_hue));
-    }
-
-private:
-    QTimer m_timer;
-    int m_hue = 0;
-};
 
 double durationOf(const QString &path)
 {
@@ -74,7 +53,7 @@ class VideoReportTest : public QObject
     Q_OBJECT
     test::TemporaryDefaults m_defaults;
     QTemporaryDir m_library;
-    std::unique_ptr<Busy> m_host;
+    std::unique_ptr<test::AnimatedWindow> m_host;
     std::unique_ptr<test::LocalHttpServer> m_trello;
     QPointer<VideoEditorViewController> m_editor;
 
@@ -111,7 +90,7 @@ private Q_SLOTS:
         TessivoKit::shared().optionalConfigs = trello;
         UserDefaults::standard().setBool(true, "userAllowedRecordingKey");
         UserDefaults::standard().setString("Ann", "noteAuthor");
-        m_host = std::make_unique<Busy>();
+        m_host = std::make_unique<test::AnimatedWindow>(33);
         m_host->show();
         QVERIFY(QTest::qWaitForWindowExposed(m_host.get()));
         QApplication::setActiveWindow(m_host.get());

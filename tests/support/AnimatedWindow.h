@@ -1,0 +1,33 @@
+// A host window that repaints on a timer, so that recordings have frames.
+#pragma once
+
+#include <QPainter>
+#include <QTimer>
+#include <QWidget>
+
+namespace tessivo::test {
+
+class AnimatedWindow : public QWidget
+{
+public:
+    explicit AnimatedWindow(int intervalMs = 33)
+    {
+        resize(320, 240);
+        connect(&m_timer, &QTimer::timeout, this, qOverload<>(&QWidget::update));
+        m_timer.start(intervalMs);
+    }
+
+protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        QPainter p(this);
+        p.fillRect(rect(), QColor::fromHsv(m_hue = (m_hue + 7) % 360, 160, 225));
+        p.drawText(rect(), Qt::AlignCenter, QString::number(m_hue));
+    }
+
+private:
+    QTimer m_timer;
+    int m_hue = 0;
+};
+
+} // namespace tessivo::test
