@@ -28,6 +28,24 @@ InputFormatHandle openInput(const QUrl &url, int *averror)
     return openMovieInput(QFile::encodeName(url.toLocalFile()), averror);
 }
 
+// A piece's movie and the stream it names; `fail` hears why when either is
+// missing.
+AVStream *openPieceStream(const QUrl &url, int trackID, InputFormatHandle &input,
+                          const std::function<void(int, const QString &)> &fail)
+{
+    int ret = 0;
+    input = openInput(url, &ret);
+    if (!input) {
+        fail(ret, QStringLiteral("Cannot read %1: %2").arg(url.fileName(), averrorText(ret)));
+        return nullptr;
+    }
+    if (trackID < 0 || trackID >= static_cast<int>(input->nb_streams)) {
+        fail(AVERROR(EINVAL), QStringLiteral("%1 changed while it was read").arg(url.fileName()));
+        return nullptr;
+    }
+    return input->streams[trackID];
+}
+
 qint64 presentationTime(const AVPacket *packet)
 {
     return packet->pts != AV_NOPTS_VALUE ? packet->pts : packet->dts;
@@ -248,17 +266,12 @@ ExportSession::Outcome ExportSession::exportPassingThrough(const std::vector<Pie
     for (size_t i = 0; i < pieces.size(); ++i) {
         const Piece &piece = pieces[i];
         int ret = 0;
-        InputFormatHandle input = openInput(piece.track.assetURL, &ret);
-        if (!input) {
-            fail(ret, QStringLiteral("Cannot read %1: %2").arg(piece.track.assetURL.fileName(), averrorText(ret)));
+        InputFormatHandle input;
+        AVStream *stream = openPieceStream(piece.track.assetURL, piece.track.trackID, input,
+                                           [this](int code, const QString &text) { fail(code, text); });
+        if (!stream)
             return Outcome::failed;
-        }
         const int index = piece.track.trackID;
-        if (index >= static_cast<int>(input->nb_streams)) {
-            fail(AVERROR(EINVAL), QStringLiteral("%1 changed while it was read").arg(piece.track.assetURL.fileName()));
-            return Outcome::failed;
-        }
-        AVStream *stream = input->streams[index];
         const AVRational source = stream->time_base;
         if (!opened) {
             ret = writer.open(m_fileType, m_optimizeForNetwork, stream->codecpar, source);
@@ -541,17 +554,12 @@ ExportSession::Outcome ExportSession::exportReencoding(const std::vector<Piece> 
     };
 
     for (const Piece &piece : pieces) {
-        InputFormatHandle input = openInput(piece.track.assetURL, &ret);
-        if (!input) {
-            fail(ret, QStringLiteral("Cannot read %1: %2").arg(piece.track.assetURL.fileName(), averrorText(ret)));
+        InputFormatHandle input;
+        AVStream *stream = openPieceStream(piece.track.assetURL, piece.track.trackID, input,
+                                           [this](int code, const QString &text) { fail(code, text); });
+        if (!stream)
             return Outcome::failed;
-        }
         const int index = piece.track.trackID;
-        if (index >= static_cast<int>(input->nb_streams)) {
-            fail(AVERROR(EINVAL), QStringLiteral("%1 changed while it was read").arg(piece.track.assetURL.fileName()));
-            return Outcome::failed;
-        }
-        AVStream *stream = input->streams[index];
         const AVRational source = stream->time_base;
         auto decoder = VideoDecoder::open(stream->codecpar, &message);
         if (!decoder) {
