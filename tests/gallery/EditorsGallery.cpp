@@ -13,14 +13,6 @@
 namespace tessivo::gallery {
 namespace {
 
-void settle()
-{
-    for (int i = 0; i < 20; ++i) {
-        QApplication::processEvents();
-        QTest::qWait(25);
-    }
-}
-
 struct Editor {
     QWidget *window = nullptr;
     NoteEditorViewController *editor = nullptr;

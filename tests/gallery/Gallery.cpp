@@ -28,6 +28,14 @@ bool add(Entry entry)
     return true;
 }
 
+void settle()
+{
+    for (int i = 0; i < 20; ++i) {
+        QApplication::processEvents();
+        QTest::qWait(25);
+    }
+}
+
 QWidget *hostWindow(QSize size, Appearance appearance)
 {
     auto *window = new QWidget;

@@ -24,6 +24,9 @@ struct Entry {
 /// Adds an entry; returns true so that it can initialise a static.
 bool add(Entry entry);
 
+/// Lets presentations, layouts and animations settle (about half a second).
+void settle();
+
 /// A plain stand-in for a host app's window to present kit screens over.
 QWidget *hostWindow(QSize size, Appearance appearance);
 

@@ -15,14 +15,6 @@
 namespace tessivo::gallery {
 namespace {
 
-void settle()
-{
-    for (int i = 0; i < 20; ++i) {
-        QApplication::processEvents();
-        QTest::qWait(25);
-    }
-}
-
 QWidget *strip(Appearance)
 {
     auto *window = new QWidget;
