@@ -6,6 +6,8 @@
 #include <QCryptographicHash>
 #include <QDateTime>
 #include <QHash>
+#include <QJsonArray>
+#include <QJsonObject>
 
 namespace relay {
 namespace {
@@ -163,6 +165,37 @@ QByteArray InboxPage::render()
     }
     html += QStringLiteral("</body></html>");
     return html.toUtf8();
+}
+
+void InboxPage::items(const HttpExchange &exchange, const Respond &respond)
+{
+    if (!authorised(exchange)) {
+        respond(jsonError(Status::Unauthorized, QStringLiteral("the inbox needs the admin token")));
+        return;
+    }
+    QHash<QString, QString> bundles;
+    for (const Product &p : m_products.all())
+        bundles.insert(p.id, p.bundleId);
+    QJsonArray list;
+    for (const Item &item : m_items.newest(200)) {
+        QJsonArray files;
+        for (const StoredFile &file : item.files)
+            files.append(QJsonObject{{QStringLiteral("id"), file.id},
+                                     {QStringLiteral("title"), file.title},
+                                     {QStringLiteral("fileName"), file.fileName},
+                                     {QStringLiteral("mimeType"), file.mimeType},
+                                     {QStringLiteral("size"), file.size},
+                                     {QStringLiteral("url"), QStringLiteral("/inbox/files/") + file.id}});
+        list.append(QJsonObject{{QStringLiteral("id"), item.id},
+                                {QStringLiteral("name"), item.name},
+                                {QStringLiteral("bundleId"), bundles.value(item.productId)},
+                                {QStringLiteral("createdAt"),
+                                 QDateTime::fromMSecsSinceEpoch(item.createdAt, Qt::UTC).toString(Qt::ISODateWithMs)},
+                                {QStringLiteral("files"), files}});
+    }
+    QHttpServerResponse response = jsonAnswer(QJsonObject{{QStringLiteral("items"), list}});
+    response.addHeader(QByteArrayLiteral("Cache-Control"), QByteArrayLiteral("no-store"));
+    respond(std::move(response));
 }
 
 void InboxPage::file(const HttpExchange &exchange, const QString &fileId, const Respond &respond)

@@ -3,6 +3,7 @@
 //   GET /inbox?token=T   checks T, sets a session cookie, redirects to /inbox
 //   GET /inbox           the page (cookie or "Authorization: Bearer T")
 //   GET /inbox/files/ID  a file of a report (same protection)
+//   GET /inbox/items     the same reports as JSON, for scripts (same protection)
 #pragma once
 
 #include "HttpExchange.h"
@@ -19,6 +20,7 @@ public:
 
     void page(const HttpExchange &exchange, const Respond &respond);
     void file(const HttpExchange &exchange, const QString &fileId, const Respond &respond);
+    void items(const HttpExchange &exchange, const Respond &respond);
 
     /// The cookie value that a valid token grants (not the token itself).
     QByteArray sessionValue() const;

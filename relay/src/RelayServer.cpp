@@ -115,6 +115,7 @@ bool RelayServer::start(QString *error)
         m_reports->uploadFile(e, r);
     });
     addRoute(QStringLiteral("/inbox"), get, [this](const HttpExchange &e, const Respond &r) { m_inbox->page(e, r); });
+    addRoute(QStringLiteral("/inbox/items"), get, [this](const HttpExchange &e, const Respond &r) { m_inbox->items(e, r); });
     addRoute(QStringLiteral("/inbox/files/"), get, [this](const HttpExchange &e, const Respond &r) {
         m_inbox->file(e, e.path.mid(int(strlen("/inbox/files/"))), r);
     });
@@ -126,7 +127,8 @@ bool RelayServer::start(QString *error)
         timer.start();
         const QString path = request.url().path();
         // A known path asked with the wrong method is 405, anything else 404.
-        static const QStringList getPaths{QStringLiteral("/product-id"), QStringLiteral("/healthz"), QStringLiteral("/inbox")};
+        static const QStringList getPaths{QStringLiteral("/product-id"), QStringLiteral("/healthz"), QStringLiteral("/inbox"),
+                                          QStringLiteral("/inbox/items")};
         static const QStringList postPaths{QStringLiteral("/monday/add-item"), QStringLiteral("/monday/upload-file")};
         const bool known = getPaths.contains(path) || postPaths.contains(path)
             || path.startsWith(QLatin1String("/inbox/files/"));

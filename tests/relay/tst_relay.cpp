@@ -6,6 +6,7 @@
 #include "Log.h"
 #include "RelayServer.h"
 
+#include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QNetworkReply>
@@ -245,6 +246,19 @@ private Q_SLOTS:
         QCOMPARE(file.header("Content-Type"), QByteArray("image/png"));
         QCOMPARE(m_http.get(url(QString::fromLatin1(src))).status, 401);
         QCOMPARE(m_http.get(url(QStringLiteral("/inbox"))).status, 401);
+
+        // The listing for scripts names the same item and file.
+        const Reply listing = m_http.get(url(QStringLiteral("/inbox/items")), bearer);
+        QCOMPARE(listing.status, 200);
+        const QJsonArray listed = json(listing.body).value(QStringLiteral("items")).toArray();
+        QCOMPARE(listed.size(), 1);
+        const QJsonObject entry = listed.first().toObject();
+        QCOMPARE(entry.value(QStringLiteral("id")).toString(), id.toString());
+        QCOMPARE(entry.value(QStringLiteral("bundleId")).toString(), QStringLiteral("com.example.inbox"));
+        const QJsonObject listedFile = entry.value(QStringLiteral("files")).toArray().first().toObject();
+        QCOMPARE(listedFile.value(QStringLiteral("url")).toString(), QString::fromLatin1(src));
+        QCOMPARE(listedFile.value(QStringLiteral("size")).toInt(), png.size());
+        QCOMPARE(m_http.get(url(QStringLiteral("/inbox/items"))).status, 401);
     }
 
     void inboxShowsVideosNewestFirstAndEscapes()
