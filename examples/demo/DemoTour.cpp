@@ -23,6 +23,10 @@
 #include "platform/UserDefaults.h"
 
 #include <QDir>
+#include <QJsonDocument>
+#include <QJsonObject>
+#include <QNetworkAccessManager>
+#include <QNetworkReply>
 #include <QMutex>
 #include <QProcess>
 #include <QStandardPaths>
@@ -50,7 +54,7 @@ template <typename T>
 T *waitForTop()
 {
     T *found = nullptr;
-    QTest::qWaitFor([&] { return (found = topAs<T>()) && found->hasAppeared(); }, kWaitMs);
+    (void)QTest::qWaitFor([&] { return (found = topAs<T>()) && found->hasAppeared(); }, kWaitMs);
     return found;
 }
 
@@ -86,7 +90,7 @@ std::optional<QString> answerAlert(const QString &action)
         if (alert->actions()[i].title() == action) {
             click(alert->findChild<QPushButton *>(QStringLiteral("alertAction%1").arg(i)));
             QPointer<AlertController> gone(alert);
-            QTest::qWaitFor([&] { return !gone; }, kWaitMs);
+            (void)QTest::qWaitFor([&] { return !gone; }, kWaitMs);
             return title.value_or(QString());
         }
     }
@@ -123,7 +127,7 @@ bool DemoTour::firstRunAndConsent()
     if (!step(QStringLiteral("the testing notes open on first run"), notes))
         return false;
     click(notes->findChild<QPushButton *>(QStringLiteral("beginTestingButton")));
-    QTest::qWaitFor([] { return !topAs<TestingNotesViewController>(); }, kWaitMs);
+    (void)QTest::qWaitFor([] { return !topAs<TestingNotesViewController>(); }, kWaitMs);
 
     // The video tile asks for consent the first time.
     if (!shakeAndChoose(0))
@@ -185,7 +189,7 @@ bool DemoTour::screenshotReport()
               editor->canvasImageView()->childItems().size() >= 2))
         return false;
     click(editor->controlsView()->shareButton());
-    QTest::qWaitFor([&] { return editor->shareView() && editor->shareView()->isVisible(); }, kWaitMs);
+    (void)QTest::qWaitFor([&] { return editor->shareView() && editor->shareView()->isVisible(); }, kWaitMs);
     click(editor->shareView()->mondayButton());
     if (!sendFromPanel(QStringLiteral("screenshot")))
         return false;
@@ -205,7 +209,7 @@ bool DemoTour::videoReport()
     if (!step(QStringLiteral("the last seconds open in the video editor"), editor))
         return false;
     click(editor->videoControlsView()->shareButton());
-    QTest::qWaitFor([&] { return editor->shareView() && editor->shareView()->isVisible(); }, kWaitMs);
+    (void)QTest::qWaitFor([&] { return editor->shareView() && editor->shareView()->isVisible(); }, kWaitMs);
     click(editor->shareView()->mondayButton());
     if (!sendFromPanel(QStringLiteral("video")))
         return false;
@@ -222,10 +226,10 @@ bool DemoTour::noteReport()
     auto *editor = waitForTop<NoteEditorViewController>();
     if (!step(QStringLiteral("the note editor opens"), editor))
         return false;
-    QTest::qWaitFor([&] { return editor->noteView() && editor->noteView()->isVisible(); }, kWaitMs);
+    (void)QTest::qWaitFor([&] { return editor->noteView() && editor->noteView()->isVisible(); }, kWaitMs);
     QTest::keyClicks(editor->noteView()->noteTextView(), QStringLiteral("The orbit labels overlap."));
     click(editor->controlsView()->shareButton());
-    QTest::qWaitFor([&] { return editor->shareView() && editor->shareView()->isVisible(); }, kWaitMs);
+    (void)QTest::qWaitFor([&] { return editor->shareView() && editor->shareView()->isVisible(); }, kWaitMs);
     click(editor->shareView()->mondayButton());
     return sendFromPanel(QStringLiteral("note"));
 }
@@ -240,7 +244,7 @@ void DemoTour::saveScreenshots(const QString &name)
 
 void DemoTour::saveInboxScreenshot()
 {
-    if (m_screenshotFolder.isEmpty() || m_inboxUrl.isEmpty())
+    if (m_screenshotFolder.isEmpty() || m_relayUrl.isEmpty())
         return;
     const QString chromium = QStandardPaths::findExecutable(QStringLiteral("chromium"));
     if (chromium.isEmpty())
@@ -252,9 +256,84 @@ void DemoTour::saveInboxScreenshot()
                              QStringLiteral("--disable-sync"), QStringLiteral("--no-first-run"),
                              QStringLiteral("--user-data-dir=") + profile.path(), QStringLiteral("--window-size=1100,1400"),
                              QStringLiteral("--screenshot=") + QDir(m_screenshotFolder).filePath(QStringLiteral("inbox.png")),
-                             m_inboxUrl});
+                             m_relayUrl + QStringLiteral("/inbox?token=") + m_adminToken});
     // The browser is waited for while the relay keeps answering it.
-    QTest::qWaitFor([&] { return browser.state() == QProcess::NotRunning; }, 60000);
+    (void)QTest::qWaitFor([&] { return browser.state() == QProcess::NotRunning; }, 60000);
+}
+
+// Uploads to a relay are only logged by the client: counts the logged
+// successes of the screenshot and the video.
+bool DemoTour::waitForUploads()
+{
+    const auto uploads = [this] {
+        int n = 0;
+        for (const QString &line : std::as_const(m_console))
+            n += (line.startsWith(QStringLiteral("Optional(")) && line.contains(QStringLiteral("status: 200")))
+                || line.startsWith(QStringLiteral("Uploaded to: "));
+        return n;
+    };
+    return step(QStringLiteral("the screenshot and the video were uploaded"),
+                QTest::qWaitFor([&] { return uploads() >= 2; }, 30000));
+}
+
+// The items the relay's inbox got since the tour began, newest first.
+QJsonArray DemoTour::inboxItemsSinceStart()
+{
+    QNetworkAccessManager network;
+    QNetworkRequest request(QUrl(m_relayUrl + QStringLiteral("/inbox/items")));
+    request.setRawHeader("Authorization", "Bearer " + m_adminToken.toUtf8());
+    request.setTransferTimeout(10000);
+    QNetworkReply *reply = network.get(request);
+    (void)QTest::qWaitFor([reply] { return reply->isFinished(); }, 15000);
+    const QJsonArray all = QJsonDocument::fromJson(reply->readAll()).object().value(QStringLiteral("items")).toArray();
+    reply->deleteLater();
+    QJsonArray recent;
+    for (const QJsonValue &item : all) {
+        const QDateTime created = QDateTime::fromString(item[QStringLiteral("createdAt")].toString(), Qt::ISODateWithMs);
+        if (created >= m_startedAt)
+            recent.append(item);
+    }
+    return recent;
+}
+
+// Waits until the inbox holds the three reports (a PNG, a movie and a note
+// without a file), then lists them.
+bool DemoTour::listInboxItems()
+{
+    QJsonArray items;
+    const auto landed = [&] {
+        items = inboxItemsSinceStart();
+        int images = 0, movies = 0, notes = 0;
+        for (const QJsonValue &item : std::as_const(items)) {
+            const QJsonArray files = item[QStringLiteral("files")].toArray();
+            const QString type = files.isEmpty() ? QString() : files.first()[QStringLiteral("mimeType")].toString();
+            images += type.startsWith(QStringLiteral("image/"));
+            movies += type.startsWith(QStringLiteral("video/"));
+            notes += files.isEmpty();
+        }
+        return images >= 1 && movies >= 1 && notes >= 1;
+    };
+    const bool ok = step(QStringLiteral("the inbox holds the screenshot, the video and the note"),
+                         QTest::qWaitFor(landed, 30000));
+    for (qsizetype i = items.size() - 1; i >= 0; --i) { // in the order they were sent
+        const QJsonValue item = items.at(i);
+        const QJsonArray files = item[QStringLiteral("files")].toArray();
+        const QString type = files.isEmpty() ? QString() : files.first()[QStringLiteral("mimeType")].toString();
+        const QString kind = files.isEmpty()                             ? QStringLiteral("note")
+                             : type.startsWith(QStringLiteral("image/")) ? QStringLiteral("screenshot")
+                                                                         : QStringLiteral("video");
+        std::printf("tessivo-demo tour: %s report: inbox item %s \"%s\"\n", qPrintable(kind),
+                    qPrintable(item[QStringLiteral("id")].toString()),
+                    qPrintable(item[QStringLiteral("name")].toString().section(QLatin1Char('\n'), 0, 0)));
+        for (const QJsonValue &file : files)
+            std::printf("tessivo-demo tour:     %s, %s, %lld bytes: %s%s\n",
+                        qPrintable(file[QStringLiteral("fileName")].toString()),
+                        qPrintable(file[QStringLiteral("mimeType")].toString()),
+                        static_cast<long long>(file[QStringLiteral("size")].toDouble()), qPrintable(m_relayUrl),
+                        qPrintable(file[QStringLiteral("url")].toString()));
+    }
+    std::fflush(stdout);
+    return ok;
 }
 
 int DemoTour::run()
@@ -264,21 +343,13 @@ int DemoTour::run()
     for (const char *key : {"userAllowedRecordingKey", "helperAlreadyPresented", "anonymousAuthor"})
         defaults.removeObject(QString::fromLatin1(key));
     defaults.setString(QStringLiteral("Tour"), QStringLiteral("noteAuthor"));
+    // The inbox also keeps the reports of earlier runs.
+    m_startedAt = QDateTime::currentDateTimeUtc();
 
     const bool ok = firstRunAndConsent() && screenshotReport() && videoReport() && noteReport();
-    // Uploads to the relay are only logged by the client: wait for both.
-    const auto uploads = [this] {
-        int n = 0;
-        for (const QString &line : std::as_const(m_console))
-            n += line.startsWith(QStringLiteral("Optional(")) && line.contains(QStringLiteral("status: 200"));
-        for (const QString &line : std::as_const(m_console))
-            n += line.startsWith(QStringLiteral("Uploaded to: "));
-        return n;
-    };
-    const bool uploaded = ok && step(QStringLiteral("the screenshot and the video were uploaded"),
-                                     QTest::qWaitFor([&] { return uploads() >= 2; }, 30000));
-    if (ok && uploaded)
+    const bool landed = ok && waitForUploads() && (m_relayUrl.isEmpty() || listInboxItems());
+    if (landed)
         saveInboxScreenshot();
-    std::printf("tessivo-demo tour: %s\n", ok && uploaded ? "every report landed" : "the tour did not finish");
-    return ok && uploaded ? 0 : 1;
+    std::printf("tessivo-demo tour: %s\n", landed ? "every report landed" : "the tour did not finish");
+    return landed ? 0 : 1;
 }

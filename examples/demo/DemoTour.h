@@ -4,6 +4,8 @@
 // report, each sent to the configured destination.
 #pragma once
 
+#include <QDateTime>
+#include <QJsonArray>
 #include <QObject>
 #include <QString>
 #include <QStringList>
@@ -23,10 +25,14 @@ public:
 
     /// Saves pictures of the kit open over the demo (and, given the inbox
     /// address, of the relay's inbox through headless Chromium) into `folder`.
-    void setScreenshotFolder(const QString &folder, const QString &inboxUrl = {})
+    void setScreenshotFolder(const QString &folder) { m_screenshotFolder = folder; }
+
+    /// The demo's own relay: the tour then waits for its reports in the
+    /// inbox and lists their item ids and files.
+    void setInbox(const QString &baseUrl, const QString &adminToken)
     {
-        m_screenshotFolder = folder;
-        m_inboxUrl = inboxUrl;
+        m_relayUrl = baseUrl;
+        m_adminToken = adminToken;
     }
 
 private:
@@ -38,14 +44,18 @@ private:
     bool videoReport();
     bool noteReport();
 
+    bool waitForUploads();
+    bool listInboxItems();
+    QJsonArray inboxItemsSinceStart();
+
     void saveScreenshots(const QString &name);
     void saveInboxScreenshot();
 
     QWidget *m_window;
     QString m_screenshotFolder;
-    QString m_inboxUrl;
-    QStringList m_summary;
+    QString m_relayUrl;
+    QString m_adminToken;
+    QDateTime m_startedAt;
     QStringList m_console;
     int m_consoleToken = 0;
-    int m_uploadsBefore = 0;
 };

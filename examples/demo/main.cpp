@@ -103,7 +103,9 @@ int main(int argc, char **argv)
         QObject::disconnect(&app, &QGuiApplication::applicationStateChanged, &app, nullptr);
         QTimer::singleShot(300, &app, [&window, &relay, &options] {
             DemoTour tour(&window);
-            tour.setScreenshotFolder(options->screenshotFolder, relay ? relay->inboxUrl() : QString());
+            tour.setScreenshotFolder(options->screenshotFolder);
+            if (relay)
+                tour.setInbox(relay->baseUrl(), relay->adminToken());
             const int code = tour.run();
             if (relay)
                 std::printf("tessivo-demo tour: the reports are in the inbox at %s\n", qPrintable(relay->inboxUrl()));
