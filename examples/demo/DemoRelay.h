@@ -21,6 +21,7 @@ public:
     QString baseUrl() const { return m_baseUrl; }
     QString adminToken() const { return m_adminToken; }
     QString inboxUrl() const { return m_baseUrl + QStringLiteral("/inbox?token=") + m_adminToken; }
+    qint64 processId() const { return m_server.processId(); }
 
 private:
     bool runAdmin(const QStringList &arguments, QString *output, QString *error);
