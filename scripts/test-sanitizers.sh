@@ -31,9 +31,10 @@ chmod 700 "$XDG_RUNTIME_DIR"
 export QT_QPA_PLATFORM=offscreen
 
 if [ -z "${TESSIVO_TEST_POSTGRES_URL:-}" ]; then
-  if postgres_env=$(scripts/ci-postgres.sh start); then
+  if postgres_env=$("$root/scripts/ci-postgres.sh" start); then
     eval "$postgres_env"
-    trap 'scripts/ci-postgres.sh stop >/dev/null 2>&1 || true' EXIT
+    # The trap runs after the cd below: the path must not be relative.
+    trap '"$root/scripts/ci-postgres.sh" stop >/dev/null 2>&1 || true' EXIT
   else
     echo "test-sanitizers.sh: no PostgreSQL cluster; the relay's PostgreSQL tests will skip"
   fi
