@@ -10,7 +10,8 @@ function(tessivo_add_test)
   if(NOT T_TIMEOUT)
     set(T_TIMEOUT 120)
   endif()
+  tessivo_test_timeout(timeout ${T_TIMEOUT})
   set_tests_properties(${T_NAME} PROPERTIES
-    TIMEOUT ${T_TIMEOUT}
+    TIMEOUT ${timeout}
     ENVIRONMENT "QT_QPA_PLATFORM=offscreen;QT_LOGGING_RULES=qt.qpa.*=false;TESSIVO_TEST=1")
 endfunction()

@@ -11,6 +11,8 @@
 #include <QPointingDevice>
 #include <QTest>
 
+#include <memory>
+
 using namespace tessivo;
 using Gesture = TessivoKit::FeedbackGesture;
 
@@ -146,7 +148,8 @@ private Q_SLOTS:
         // Switching to shake keeps the recogniser, which still opens sessions.
         kit.initialize(Gesture::shake, "", false);
         QCOMPARE(kitSwipes(&window).size(), 1);
-        auto *touchscreen = QTest::createTouchDevice();
+        const std::unique_ptr<QPointingDevice> device(QTest::createTouchDevice());
+        QPointingDevice *touchscreen = device.get();
         auto press = QTest::touchEvent(&window, touchscreen);
         for (int i = 0; i < 4; ++i)
             press.press(i, QPoint(40 + 50 * i, 40), &window);

@@ -20,6 +20,7 @@
 #include <QClipboard>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QPointer>
 #include <QTest>
 
 using namespace tessivo;
@@ -83,7 +84,8 @@ class NoteReportTest : public QObject
     /// The result alert, shown once the editor is gone.
     void expectResult(const QString &title, const QString &message)
     {
-        AlertController *alert = nullptr;
+        // The tapped alert deletes itself once it is dismissed.
+        QPointer<AlertController> alert;
         QTRY_VERIFY_WITH_TIMEOUT((alert = qobject_cast<AlertController *>(topMostViewController())), 10000);
         QTRY_VERIFY(!m_editor);
         QCOMPARE(alert->alertTitle(), title);
@@ -91,7 +93,7 @@ class NoteReportTest : public QObject
         QCOMPARE(alert->presentingViewController(), ViewController::rootOf(m_window.get()));
         QVERIFY(!TessivoKit::shared().navigationAlreadyStarted);
         alert->tapAction(0);
-        QTRY_VERIFY(!alert->isVisible() || topMostViewController() != alert);
+        QTRY_VERIFY(!alert || !alert->isVisible() || topMostViewController() != alert);
     }
 
     void serve(test::LocalHttpServer::Handler handler)

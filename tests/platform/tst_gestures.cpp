@@ -6,6 +6,8 @@
 #include <QPointingDevice>
 #include <QTest>
 
+#include <memory>
+
 using namespace tessivo;
 
 namespace {
@@ -24,7 +26,7 @@ class GesturesTest : public QObject
 {
     Q_OBJECT
 
-    QPointingDevice *m_touchscreen = nullptr;
+    std::unique_ptr<QPointingDevice> m_touchscreen;
     std::unique_ptr<QWidget> m_window;
     QWidget *m_child = nullptr;
 
@@ -34,24 +36,24 @@ class GesturesTest : public QObject
         QList<QPoint> points;
         for (int i = 0; i < fingers; ++i)
             points << QPoint(60 + 40 * i, 100);
-        auto press = QTest::touchEvent(target, m_touchscreen);
+        auto press = QTest::touchEvent(target, m_touchscreen.get());
         for (int i = 0; i < fingers; ++i)
             press.press(i, points[i], target);
         press.commit();
         for (int step = 1; step <= 4; ++step) {
-            auto move = QTest::touchEvent(target, m_touchscreen);
+            auto move = QTest::touchEvent(target, m_touchscreen.get());
             for (int i = 0; i < fingers; ++i)
                 move.move(i, points[i] + delta * step / 4, target);
             move.commit();
         }
-        auto release = QTest::touchEvent(target, m_touchscreen);
+        auto release = QTest::touchEvent(target, m_touchscreen.get());
         for (int i = 0; i < fingers; ++i)
             release.release(i, points[i] + delta, target);
         release.commit();
     }
 
 private Q_SLOTS:
-    void initTestCase() { m_touchscreen = QTest::createTouchDevice(); }
+    void initTestCase() { m_touchscreen.reset(QTest::createTouchDevice()); }
 
     void init()
     {
