@@ -5,6 +5,9 @@
 #include <QFileInfo>
 #include <QRegularExpression>
 
+#include <csignal>
+#include <sys/prctl.h>
+
 DemoRelay::DemoRelay(QString program, QString dataDir, QObject *parent)
     : QObject(parent), m_program(std::move(program)), m_dataDir(std::move(dataDir))
 {
@@ -57,6 +60,8 @@ bool DemoRelay::start(const QString &bundleId, QString *error)
     m_adminToken = m_adminToken.trimmed();
 
     m_server.setProcessChannelMode(QProcess::SeparateChannels);
+    // The relay stops with the demo, even when the demo is killed or crashes.
+    m_server.setChildProcessModifier([] { ::prctl(PR_SET_PDEATHSIG, SIGTERM); });
     m_server.start(m_program, {QStringLiteral("--data-dir"), m_dataDir, QStringLiteral("--port"),
                                QStringLiteral("0")});
     if (!m_server.waitForStarted(5000)) {
