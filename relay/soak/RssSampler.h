@@ -1,0 +1,71 @@
+// The relay's resident memory (VmRSS of /proc/<pid>/status), sampled at a
+// steady interval while the load runs, and the verdict on it.
+#pragma once
+
+#include <QList>
+#include <QObject>
+#include <QString>
+#include <QTimer>
+
+#include <optional>
+
+namespace soak {
+
+struct RssSample {
+    qint64 atMs = 0; // since the load began
+    qint64 kib = 0;
+};
+
+/// "Flat within 10 %": the baseline is the highest RSS sampled during the
+/// warm-up (the first minute, or the first fifth of a run shorter than five
+/// minutes), when the relay has seen every kind of request and its caches
+/// and the allocator's pools have filled. The end is the highest RSS sampled
+/// during an equally long window at the end of the run. Comparing highest to
+/// highest counts a large upload in flight on both sides alike; a leak
+/// raises the end above the baseline. The memory is flat when end <=
+/// baseline * (1 + limit).
+struct RssVerdict {
+    qint64 windowMs = 0;
+    qint64 baselineKib = 0;
+    qint64 endKib = 0;
+    qint64 maxKib = 0;
+    qint64 lastKib = 0;
+    double limit = 0.10;
+    double ratio = 0;   // endKib / baselineKib
+    bool flat = false;
+    QString problem;    // set when there is no verdict (too few samples)
+
+    static RssVerdict judge(const QList<RssSample> &samples, qint64 runMs, double limit = 0.10);
+    QString describe() const;
+};
+
+class RssSampler : public QObject
+{
+    Q_OBJECT
+public:
+    RssSampler(qint64 pid, int intervalMs, QObject *parent = nullptr);
+
+    /// Samples now and every interval from now on; times count from here.
+    void start();
+    /// Takes a last sample and stops.
+    void stop();
+    QList<RssSample> samples() const { return m_samples; }
+    /// The highest value in each `bucketMs` slice of the run, in MiB.
+    QString profile(qint64 bucketMs) const;
+
+    static std::optional<qint64> readRssKib(qint64 pid);
+
+Q_SIGNALS:
+    /// /proc/<pid>/status could not be read: the process has gone.
+    void processGone();
+
+private:
+    void sample();
+
+    qint64 m_pid;
+    qint64 m_startMs = 0;
+    QTimer m_timer;
+    QList<RssSample> m_samples;
+};
+
+} // namespace soak
