@@ -38,15 +38,16 @@ cleanup() {
 trap cleanup EXIT
 
 # The relay's settings; the generator reads the same variables to know the
-# limits it tests. A 2 MiB body limit lets files of 1 MiB through and makes
-# oversized requests cheap; the client limit stays on (bursts from one
-# address must meet it), the product limit is above the load's rate.
+# limits it tests. An 8 MiB body limit lets files of 1 MiB and refused
+# streams of a few MiB through (oversized requests send only a little of
+# their body); the client limit stays on (bursts from one address must meet
+# it), the product limit is above the load's rate.
 unset TESSIVO_RELAY_DATABASE_URL
 export TESSIVO_RELAY_DATA_DIR="$work/data"
 export TESSIVO_RELAY_LISTEN=127.0.0.1
 export TESSIVO_RELAY_PORT=0
 export TESSIVO_RELAY_TRUST_FORWARDED_FOR=1
-export TESSIVO_RELAY_MAX_BODY_BYTES=$((2 * 1024 * 1024))
+export TESSIVO_RELAY_MAX_BODY_BYTES=$((8 * 1024 * 1024))
 export TESSIVO_RELAY_MAX_HEADER_BYTES=16384
 export TESSIVO_RELAY_MAX_ITEM_NAME=1024
 export TESSIVO_RELAY_CLIENT_RATE=600

@@ -294,7 +294,10 @@ SoakRequest RequestMaker::refusedStream(const QString &address)
 {
     // A video streamed without a Content-Length, or sent with a cookie over
     // the header limit: refused from the head while megabytes still come.
-    const qint64 size = m_random.bounded(3 * 1024 * 1024, 6 * 1024 * 1024);
+    // The relay reads and drops up to its body limit after a refusal; a
+    // client that sends more than that is reset, so the body stays within.
+    const qint64 most = std::min<qint64>(6 * 1024 * 1024, m_limits.maxBodyBytes);
+    const qint64 size = m_random.bounded(most / 2, most);
     return badProtocol(address, m_random.bounded(2) ? 2 : 3, size);
 }
 
