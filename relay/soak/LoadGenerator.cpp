@@ -1,5 +1,7 @@
 #include "LoadGenerator.h"
 
+#include "AnswerCheck.h"
+
 #include <QJsonDocument>
 #include <QJsonObject>
 
@@ -52,10 +54,20 @@ LoadGenerator::LoadGenerator(SoakOptions options, QObject *parent)
       m_options(std::move(options)),
       m_maker(m_options.host.toLatin1() + ':' + QByteArray::number(m_options.port), m_options.products,
               m_options.limits, m_options.seed),
-      m_rss(m_options.relayPid, m_options.sampleMs, this)
+      m_rss(m_options.relayPid, m_options.sampleMs, this),
+      m_connections(m_options.host, m_options.port, m_options.poolSize, m_options.limits.idleTimeoutMs, this)
 {
+    connect(&m_connections, &ConnectionPool::answered, this, &LoadGenerator::onAnswered);
+    connect(&m_connections, &ConnectionPool::failed, this, &LoadGenerator::onFailed);
+    connect(&m_connections, &ConnectionPool::anomaly, this, [this](const QString &text) { m_stats.anomaly(text); });
     for (int i = 0; i < m_options.testers; ++i)
         m_testers.append(Tester{testerAddress(i)});
+    // The first of each timed event falls within the warm-up, so that the
+    // memory baseline has seen every kind of request.
+    const qint64 warmupMs = RssVerdict::windowFor(qint64(m_options.seconds) * 1000);
+    m_nextParkMs = warmupMs / 5;
+    m_nextBurstMs = warmupMs / 4;
+    m_nextStreamMs = warmupMs / 2;
     m_pacer.setTimerType(Qt::PreciseTimer);
     m_pacer.setInterval(10);
     connect(&m_pacer, &QTimer::timeout, this, &LoadGenerator::tick);
@@ -85,15 +97,14 @@ void LoadGenerator::tick()
     }
     for (const auto &[connection, timeoutMs] : expired)
         onFailed(connection, QStringLiteral("no answer within %1 s").arg(timeoutMs / 1000));
-    checkParked(now);
-    checkFinishing(now);
+    m_connections.sweep(now);
     if (!m_draining && elapsed >= qint64(m_options.seconds) * 1000) {
         m_draining = true;
         m_endMs = now;
         endBurst();
     }
     if (m_draining) {
-        if (m_inFlight.isEmpty() && m_finishing.isEmpty())
+        if (m_inFlight.isEmpty() && !m_connections.releasing())
             finish();
         return;
     }
@@ -122,7 +133,7 @@ void LoadGenerator::timedEvents(qint64 elapsed)
     if (elapsed >= m_nextBurstMs && !m_burst.connection && m_options.limits.clientRatePerMinute > 0) {
         m_nextBurstMs += kBurstEveryMs;
         ++m_bursts;
-        m_burst = Burst{newConnection(), QStringLiteral("10.250.%1.%2").arg(m_bursts / 250).arg(m_bursts % 250 + 1),
+        m_burst = Burst{m_connections.fresh(), QStringLiteral("10.250.%1.%2").arg(m_bursts / 250).arg(m_bursts % 250 + 1),
                         m_options.limits.clientBurst + 30, 0, 0, nowMs()};
     }
     // A refusal while megabytes are still coming, once a minute.
@@ -133,68 +144,8 @@ void LoadGenerator::timedEvents(qint64 elapsed)
     // A keep-alive connection left alone: the relay must close it after its idle time-out.
     if (elapsed >= m_nextParkMs) {
         m_nextParkMs += kParkEveryMs;
-        for (HttpConnection *connection : std::as_const(m_pool)) {
-            if (!connection->busy() && connection->reusable() && connection->requestsSent() > 0) {
-                m_pool.removeOne(connection);
-                m_parked.append(Parked{connection, connection->idleSinceMs()});
-                break;
-            }
-        }
+        m_connections.parkOne();
     }
-}
-
-void LoadGenerator::checkParked(qint64 now)
-{
-    for (auto it = m_parked.begin(); it != m_parked.end();) {
-        if (!it->connection) {
-            it = m_parked.erase(it);
-            continue;
-        }
-        if (now - it->idleSinceMs > m_options.limits.idleTimeoutMs + 10000) {
-            m_stats.anomaly(QStringLiteral("a keep-alive connection was still open %1 s after its last answer "
-                                           "(idle time-out %2 s)")
-                                .arg((now - it->idleSinceMs) / 1000)
-                                .arg(m_options.limits.idleTimeoutMs / 1000));
-            it->connection->close();
-            it->connection->deleteLater();
-            it = m_parked.erase(it);
-            continue;
-        }
-        ++it;
-    }
-}
-
-void LoadGenerator::checkFinishing(qint64 now)
-{
-    for (auto it = m_finishing.begin(); it != m_finishing.end();) {
-        if (now < it->deadlineMs) {
-            ++it;
-            continue;
-        }
-        HttpConnection *connection = it.key();
-        m_stats.anomaly(QStringLiteral("%1: after its %2 the relay neither read the rest of the request (%3 bytes) "
-                                       "nor closed the connection")
-                            .arg(it->request)
-                            .arg(it->status)
-                            .arg(connection->unwritten()));
-        it = m_finishing.erase(it);
-        drop(connection);
-    }
-}
-
-void LoadGenerator::release(HttpConnection *connection, const SoakRequest &request, int status)
-{
-    // A client sends its whole request, then reads: a connection answered
-    // before it was written whole is kept until it is, and the relay must
-    // go on reading it rather than reset it.
-    if (connection->unwritten() == 0) {
-        drop(connection);
-        return;
-    }
-    QString what = request.what;
-    if (!request.client.isEmpty())
-        what += QStringLiteral(" from ") + request.client;
-    m_finishing.insert(connection, Finishing{what, status, nowMs() + 10000});
 }
 
 Wire LoadGenerator::reusableWire()
@@ -305,72 +256,13 @@ SoakRequest LoadGenerator::newRequest()
     }
 }
 
-HttpConnection *LoadGenerator::newConnection()
-{
-    auto *connection = new HttpConnection(m_options.host, m_options.port, this);
-    ++m_connectionsOpened;
-    connect(connection, &HttpConnection::answered, this,
-            [this, connection](const HttpAnswer &answer) { onAnswered(connection, answer); });
-    connect(connection, &HttpConnection::failed, this,
-            [this, connection](const QString &error) { onFailed(connection, error); });
-    connect(connection, &HttpConnection::closedWhileIdle, this, [this, connection] { onClosedWhileIdle(connection); });
-    connect(connection, &HttpConnection::written, this, [this, connection] {
-        if (m_finishing.remove(connection))
-            drop(connection);
-    });
-    connect(connection, &HttpConnection::cutShort, this, [this, connection](qint64 unwritten) {
-        const auto it = m_finishing.constFind(connection);
-        const QString what = it == m_finishing.cend() ? QStringLiteral("a request") : it->request;
-        const int status = it == m_finishing.cend() ? 0 : it->status;
-        m_stats.anomaly(QStringLiteral("%1: the relay answered %2 and closed the connection with %3 bytes of the "
-                                       "request unread; a client that sends its request before reading gets a "
-                                       "reset, not the answer")
-                            .arg(what)
-                            .arg(status)
-                            .arg(unwritten));
-        m_finishing.remove(connection);
-        drop(connection);
-    });
-    connect(connection, &HttpConnection::unsolicited, this, [this](const QByteArray &bytes) {
-        m_stats.anomaly(QStringLiteral("bytes nobody asked for: %1").arg(QString::fromUtf8(bytes.left(120))));
-    });
-    return connection;
-}
-
-HttpConnection *LoadGenerator::pooledConnection()
-{
-    // A connection idle for half the relay's idle time-out is closed here
-    // rather than used: the relay may be closing it at this very moment.
-    const qint64 now = nowMs();
-    for (HttpConnection *connection : std::as_const(m_pool)) {
-        if (connection->busy())
-            continue;
-        if (connection->reusable() && now - connection->idleSinceMs() < m_options.limits.idleTimeoutMs / 2)
-            return connection;
-        drop(connection);
-        return pooledConnection();
-    }
-    if (m_pool.size() >= m_options.poolSize)
-        return nullptr;
-    HttpConnection *connection = newConnection();
-    m_pool.append(connection);
-    return connection;
-}
-
-void LoadGenerator::drop(HttpConnection *connection)
-{
-    m_pool.removeOne(connection);
-    connection->close();
-    connection->deleteLater();
-}
-
 void LoadGenerator::issue(SoakRequest request)
 {
     HttpConnection *connection = nullptr;
     if (request.kind == Kind::Burst) {
         connection = m_burst.connection;
     } else if (request.wire == Wire::KeepAlive) {
-        connection = pooledConnection();
+        connection = m_connections.keepAlive();
         if (!connection) {
             // Every pooled connection is busy: this one goes on a fresh one.
             request.wire = Wire::FreshClose;
@@ -378,7 +270,7 @@ void LoadGenerator::issue(SoakRequest request)
         }
     }
     if (!connection)
-        connection = newConnection();
+        connection = m_connections.fresh();
     if (connection->requestsSent() > 0)
         ++m_reusedRequests;
     if (request.tester >= 0)
@@ -402,57 +294,8 @@ void LoadGenerator::issue(SoakRequest request)
                 return;
             m_stats.abandoned(it->request);
             m_inFlight.erase(it);
-            drop(connection);
+            m_connections.drop(connection);
         });
-    }
-}
-
-QString LoadGenerator::check(const SoakRequest &request, const HttpAnswer &answer) const
-{
-    if (request.expected.isEmpty())
-        return QStringLiteral("an answer to a request that never arrived whole");
-    if (!request.expected.contains(answer.status)) {
-        QStringList allowed;
-        for (const int s : request.expected)
-            allowed << QString::number(s);
-        return QStringLiteral("expected %1").arg(allowed.join(QStringLiteral(" or ")));
-    }
-    QJsonParseError parseError;
-    const QJsonDocument doc = QJsonDocument::fromJson(answer.body, &parseError);
-    if (parseError.error != QJsonParseError::NoError || !doc.isObject())
-        return QStringLiteral("the body is not a JSON object");
-    const QJsonObject o = doc.object();
-    if (answer.status == 429 && answer.header("Retry-After").toInt() < 1)
-        return QStringLiteral("a 429 without a Retry-After of at least 1 s");
-    if (answer.status == 404 && (request.kind == Kind::LookupMiss))
-        return o.isEmpty() ? QString() : QStringLiteral("an unknown bundle must read as {}");
-    if (answer.status >= 400) {
-        // The kit takes an object of text members only for a product id: an
-        // error always carries its status as a number.
-        if (!o.value(QStringLiteral("error")).isString() || o.value(QStringLiteral("status")).toInt() != answer.status)
-            return QStringLiteral("an error without {\"error\": text, \"status\": %1}").arg(answer.status);
-        return {};
-    }
-    switch (request.kind) {
-    case Kind::LookupHit:
-    case Kind::Burst:
-        return o.value(QStringLiteral("productId")).toString() == request.expectedProductId
-            ? QString()
-            : QStringLiteral("the wrong product id");
-    case Kind::Health:
-        return o.value(QStringLiteral("status")).toString() == QLatin1String("ok") ? QString()
-                                                                                   : QStringLiteral("not healthy");
-    case Kind::AddItem:
-        return o.value(QStringLiteral("id")).toString().isEmpty() ? QStringLiteral("no item id") : QString();
-    case Kind::Upload:
-    case Kind::UploadRetry:
-        if (o.value(QStringLiteral("file_id")).toString().isEmpty())
-            return QStringLiteral("no file id");
-        if (o.value(QStringLiteral("item_id")).toString() != request.expectedItemId)
-            return QStringLiteral("paired with item %1 instead of %2 (this tester's latest)")
-                .arg(o.value(QStringLiteral("item_id")).toString(), request.expectedItemId);
-        return {};
-    default: return {};
     }
 }
 
@@ -497,14 +340,16 @@ void LoadGenerator::onAnswered(HttpConnection *connection, const HttpAnswer &ans
     const SoakRequest &request = flight.request;
     if (request.tester >= 0)
         m_testers[request.tester].busy = false;
-    m_stats.answered(request, answer, flight.clock.nsecsElapsed() / 1e6, check(request, answer), flight.connection);
+    m_stats.answered(request, answer, flight.clock.nsecsElapsed() / 1e6, AnswerCheck::problem(request, answer), flight.connection);
     applyEffects(request, answer);
     if (request.kind == Kind::Burst && connection == m_burst.connection) {
         if (m_burst.left == 0 || !connection->reusable())
             endBurst();
     } else if (request.kind == Kind::Burst || request.wire != Wire::KeepAlive || !connection->reusable()) {
-        m_pool.removeOne(connection);
-        release(connection, request, answer.status);
+        QString what = request.what;
+        if (!request.client.isEmpty())
+            what += QStringLiteral(" from ") + request.client;
+        m_connections.release(connection, what, answer.status);
     }
 }
 
@@ -522,35 +367,7 @@ void LoadGenerator::onFailed(HttpConnection *connection, const QString &error)
     }
     if (connection == m_burst.connection)
         endBurst();
-    drop(connection);
-}
-
-void LoadGenerator::onClosedWhileIdle(HttpConnection *connection)
-{
-    if (m_finishing.remove(connection)) {
-        drop(connection); // it had written its request whole
-        return;
-    }
-    const qint64 idleMs = nowMs() - connection->idleSinceMs();
-    for (qsizetype i = 0; i < m_parked.size(); ++i) {
-        if (m_parked.at(i).connection == connection) {
-            m_parkedClosedAfterMs << idleMs;
-            m_parked.removeAt(i);
-            connection->deleteLater();
-            return;
-        }
-    }
-    if (m_pool.contains(connection)) {
-        // The relay counts idle time from its end of the answer, a little
-        // before this side's: it may close a moment "early", never much.
-        if (idleMs < m_options.limits.idleTimeoutMs - 1000)
-            m_stats.anomaly(QStringLiteral("the relay closed an idle keep-alive connection after %1 ms "
-                                           "(idle time-out %2 ms)")
-                                .arg(idleMs)
-                                .arg(m_options.limits.idleTimeoutMs));
-        ++m_idleClosed;
-        drop(connection);
-    }
+    m_connections.drop(connection);
 }
 
 void LoadGenerator::endBurst()
@@ -572,7 +389,7 @@ void LoadGenerator::endBurst()
     HttpConnection *connection = m_burst.connection;
     m_burst = Burst{};
     if (!m_inFlight.contains(connection))
-        drop(connection);
+        m_connections.drop(connection);
 }
 
 void LoadGenerator::finish()
@@ -614,22 +431,9 @@ QString LoadGenerator::summary() const
                 .arg(m_options.testers)
                 .arg(m_options.products.size());
     text += m_stats.report();
-    qint64 parkedMin = 0;
-    qint64 parkedMax = 0;
-    if (!m_parkedClosedAfterMs.isEmpty()) {
-        parkedMin = *std::min_element(m_parkedClosedAfterMs.cbegin(), m_parkedClosedAfterMs.cend());
-        parkedMax = *std::max_element(m_parkedClosedAfterMs.cbegin(), m_parkedClosedAfterMs.cend());
-    }
-    text += QStringLiteral("connections: %1 opened, %2 requests on a connection used before; of the keep-alive "
-                           "connections left idle on purpose, %3 were closed by the relay after %4-%5 ms (idle "
-                           "time-out %6 ms); %7 pooled ones were closed by it when idle\n")
-                .arg(m_connectionsOpened)
-                .arg(m_reusedRequests)
-                .arg(m_parkedClosedAfterMs.size())
-                .arg(parkedMin)
-                .arg(parkedMax)
-                .arg(m_options.limits.idleTimeoutMs)
-                .arg(m_idleClosed);
+    text += QStringLiteral("connections: %1; %2 requests on a connection used before\n")
+                .arg(m_connections.summary())
+                .arg(m_reusedRequests);
     text += QStringLiteral("rate-limit bursts: %1, %2 of them answered with 429\n").arg(m_bursts).arg(m_burstsLimited);
     text += QStringLiteral("items created: %1; files stored: %2; files uploaded %3 MiB (largest %4 KiB, budget "
                            "%5 MiB); %6 MiB sent in all\n")

@@ -5,7 +5,7 @@
 // relay's memory is sampled throughout.
 #pragma once
 
-#include "HttpConnection.h"
+#include "ConnectionPool.h"
 #include "RequestMaker.h"
 #include "RssSampler.h"
 #include "SoakStats.h"
@@ -89,33 +89,16 @@ private:
         int limited = 0;
         qint64 startMs = 0;
     };
-    struct Finishing {
-        QString request;
-        int status = 0;
-        qint64 deadlineMs = 0;
-    };
-    struct Parked {
-        QPointer<HttpConnection> connection;
-        qint64 idleSinceMs = 0;
-    };
 
     void tick();
     void timedEvents(qint64 elapsedMs);
     std::optional<SoakRequest> next(qint64 now);
     SoakRequest newRequest();
     void issue(SoakRequest request);
-    HttpConnection *newConnection();
-    HttpConnection *pooledConnection();
-    void drop(HttpConnection *connection);
     void onAnswered(HttpConnection *connection, const HttpAnswer &answer);
     void onFailed(HttpConnection *connection, const QString &error);
-    void onClosedWhileIdle(HttpConnection *connection);
-    QString check(const SoakRequest &request, const HttpAnswer &answer) const;
     void applyEffects(const SoakRequest &request, const HttpAnswer &answer);
     void endBurst();
-    void checkParked(qint64 now);
-    void checkFinishing(qint64 now);
-    void release(HttpConnection *connection, const SoakRequest &request, int status);
     qint64 uploadSize();
     Wire reusableWire();
     int freeTester(bool forItem);
@@ -125,6 +108,7 @@ private:
     RequestMaker m_maker;
     SoakStats m_stats;
     RssSampler m_rss;
+    ConnectionPool m_connections;
     QTimer m_pacer;
     qint64 m_startMs = 0;
     qint64 m_lastTickMs = 0;
@@ -138,22 +122,16 @@ private:
     QList<Tester> m_testers;
     QList<FollowUp> m_followUps;
     QHash<HttpConnection *, InFlight> m_inFlight;
-    QList<HttpConnection *> m_pool;
-    QList<Parked> m_parked;
-    QHash<HttpConnection *, Finishing> m_finishing; // answered early, still writing the request
     Burst m_burst;
     int m_bursts = 0;
     int m_burstsLimited = 0;
-    qint64 m_nextBurstMs = 15000;
-    qint64 m_nextParkMs = 10000;
-    qint64 m_nextStreamMs = 30000;
+    qint64 m_nextBurstMs = 0;
+    qint64 m_nextParkMs = 0;
+    qint64 m_nextStreamMs = 0;
     bool m_streamDue = false;
     int m_orphans = 0;
 
-    int m_connectionsOpened = 0;
     int m_reusedRequests = 0;
-    int m_idleClosed = 0;
-    QList<qint64> m_parkedClosedAfterMs;
     qint64 m_uploadedBytes = 0;
     qint64 m_sentBytes = 0;
     qint64 m_largestUpload = 0;

@@ -12,7 +12,7 @@ RssVerdict RssVerdict::judge(const QList<RssSample> &samples, qint64 runMs, doub
 {
     RssVerdict v;
     v.limit = limit;
-    v.windowMs = std::min<qint64>(60000, runMs / 5);
+    v.windowMs = windowFor(runMs);
     int inWarmup = 0;
     int inEnd = 0;
     for (const RssSample &s : samples) {

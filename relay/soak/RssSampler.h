@@ -7,6 +7,7 @@
 #include <QString>
 #include <QTimer>
 
+#include <algorithm>
 #include <optional>
 
 namespace soak {
@@ -36,6 +37,8 @@ struct RssVerdict {
     QString problem;    // set when there is no verdict (too few samples)
 
     static RssVerdict judge(const QList<RssSample> &samples, qint64 runMs, double limit = 0.10);
+    /// The length of the warm-up and of the end window of a run.
+    static qint64 windowFor(qint64 runMs) { return std::min<qint64>(60000, runMs / 5); }
     QString describe() const;
 };
 
