@@ -13,24 +13,28 @@ RssVerdict RssVerdict::judge(const QList<RssSample> &samples, qint64 runMs, doub
     RssVerdict v;
     v.limit = limit;
     v.windowMs = windowFor(runMs);
-    int inWarmup = 0;
-    int inEnd = 0;
+    QList<qint64> warm;
+    QList<qint64> end;
     for (const RssSample &s : samples) {
         v.maxKib = std::max(v.maxKib, s.kib);
         v.lastKib = s.kib;
-        if (s.atMs <= v.windowMs) {
-            v.baselineKib = std::max(v.baselineKib, s.kib);
-            ++inWarmup;
-        }
-        if (s.atMs >= runMs - v.windowMs) {
-            v.endKib = std::max(v.endKib, s.kib);
-            ++inEnd;
-        }
+        if (s.atMs >= v.windowMs / 2 && s.atMs <= v.windowMs)
+            warm << s.kib;
+        if (s.atMs >= runMs - v.windowMs)
+            end << s.kib;
     }
-    if (inWarmup < 2 || inEnd < 2 || v.baselineKib <= 0) {
-        v.problem = QStringLiteral("too few memory samples (%1 in the warm-up, %2 at the end)").arg(inWarmup).arg(inEnd);
+    if (warm.size() < 3 || end.size() < 3) {
+        v.problem = QStringLiteral("too few memory samples (%1 after the warm-up, %2 at the end)")
+                        .arg(warm.size())
+                        .arg(end.size());
         return v;
     }
+    const auto median = [](QList<qint64> values) {
+        std::sort(values.begin(), values.end());
+        return values.at(values.size() / 2);
+    };
+    v.baselineKib = median(warm);
+    v.endKib = median(end);
     v.ratio = double(v.endKib) / double(v.baselineKib);
     v.flat = v.ratio <= 1.0 + limit;
     return v;
@@ -39,10 +43,11 @@ RssVerdict RssVerdict::judge(const QList<RssSample> &samples, qint64 runMs, doub
 QString RssVerdict::describe() const
 {
     const auto mib = [](qint64 kib) { return QString::number(kib / 1024.0, 'f', 1) + QStringLiteral(" MiB"); };
-    const QString window = QString::number(windowMs / 1000.0, 'f', 0) + QStringLiteral(" s");
-    QString text = QStringLiteral("baseline %1 (highest in the first %2), end %3 (highest in the last %2), "
-                                  "max %4, last %5")
-                       .arg(mib(baselineKib), window, mib(endKib), mib(maxKib), mib(lastKib));
+    const auto seconds = [](qint64 ms) { return QString::number(ms / 1000.0, 'f', 0); };
+    QString text = QStringLiteral("baseline %1 (median of %2-%3 s), end %4 (median of the last %3 s), "
+                                  "max %5, last %6")
+                       .arg(mib(baselineKib), seconds(windowMs / 2), seconds(windowMs), mib(endKib), mib(maxKib),
+                            mib(lastKib));
     if (!problem.isEmpty())
         return text + QStringLiteral("; no verdict: ") + problem;
     return text + QStringLiteral("; end/baseline %1 (limit %2): %3")

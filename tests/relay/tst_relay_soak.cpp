@@ -39,12 +39,14 @@ private Q_SLOTS:
         QTest::addColumn<bool>("flat");
         QTest::newRow("steady, a spike mid-run") << samples(600, [](int s) { return s == 300 ? 90000 : 30000; })
                                                  << 600 << true;
-        QTest::newRow("a 1 MiB upload in flight at both ends")
-            << samples(600, [](int s) { return (s == 20 || s == 590) ? 31024 : 30000; }) << 600 << true;
+        QTest::newRow("peaks of 20 % at the end over a flat floor")
+            << samples(600, [](int s) { return (s > 540 && s % 3 == 0) ? 36000 : 30000; }) << 600 << true;
         QTest::newRow("a leak of 15 % over the run") << samples(600, [](int s) { return 30000 + s * 7; }) << 600
                                                      << false;
         QTest::newRow("a step of 11 % in the last minute")
             << samples(600, [](int s) { return s > 560 ? 33300 : 30000; }) << 600 << false;
+        QTest::newRow("a leak under peaks as high at both ends")
+            << samples(600, [](int s) { return s % 3 == 0 ? 40000 : 30000 + s * 7; }) << 600 << false;
         QTest::newRow("short run, 8 % higher at the end")
             << samples(60, [](int s) { return s > 50 ? 32400 : 30000; }) << 60 << true;
         QTest::newRow("short run, 12 % higher at the end")
