@@ -108,11 +108,13 @@ void GuardedSocket::onReadyRead()
 {
     currentSocket() = this;
     if (m_state == State::Rejected) {
-        // Drain what the client still sends after the refusal.
+        // Drain what the client still sends after the refusal (see reject).
         const QByteArray dropped = read(bytesAvailable());
         m_drainLeft -= dropped.size();
         if (m_drainLeft <= 0 && bytesToWrite() == 0)
             disconnectFromHost();
+        else
+            setDeadline(int(std::min<qint64>(kLingerQuietMs, m_lingerEndMs - nowMs())));
         return;
     }
     const qint64 available = bytesAvailable();
@@ -249,7 +251,18 @@ void GuardedSocket::reject(int status, const QByteArray &message)
     connect(this, &QTcpSocket::readyRead, &m_context, [this] { onReadyRead(); });
     if (isTransactionStarted())
         commitTransaction();
+    // The answer goes out at once; the connection closes only once the
+    // client has stopped sending. Closed with bytes unread, the socket would
+    // answer them with a reset, and a client still sending its body (a
+    // streamed upload, an upload with a cookie over the header limit) would
+    // meet the reset instead of the answer. So what the client still sends
+    // is read and dropped until it closes or has been quiet for a second, up
+    // to the declared body (413) or the body limit when the length is
+    // unknown, and for no longer than a request may take to arrive. The
+    // head's size is added because some of what is read here is the head.
+    m_drainLeft = (m_drainLeft > 0 ? m_drainLeft : m_limits.maxBodyBytes) + m_limits.maxHeaderBytes;
     m_drainLeft -= read(bytesAvailable()).size(); // what was peeked is dropped
+    m_lingerEndMs = nowMs() + m_limits.requestTimeoutMs;
 
     const QByteArray body = QJsonDocument(QJsonObject{{QStringLiteral("error"), QString::fromUtf8(message)},
                                                       {QStringLiteral("status"), status}})
@@ -261,8 +274,7 @@ void GuardedSocket::reject(int status, const QByteArray &message)
     if (m_log)
         m_log(m_method.isEmpty() ? QByteArray("-") : m_method, m_path.isEmpty() ? QByteArray("-") : m_path,
               status, m_requestClock.isValid() ? m_requestClock.nsecsElapsed() / 1e6 : 0.0);
-    // Linger briefly so that the client reads the answer before the close.
-    setDeadline(m_drainLeft > 0 ? 5000 : 1000);
+    setDeadline(kLingerQuietMs);
     if (m_drainLeft <= 0)
         disconnectFromHost();
 }

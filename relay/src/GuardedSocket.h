@@ -2,7 +2,8 @@
 // It reads along (peeks) every byte before QHttpServer does and:
 // - refuses request heads over the header limit (431), bodies over the body
 //   limit (413, before the body is read), chunked bodies (411) and requests
-//   that do not arrive in time (408), each with a JSON error, then closes;
+//   that do not arrive in time (408), each with a JSON error, then closes
+//   in stages so that a client still sending reads the refusal;
 // - closes idle keep-alive connections (GuardedTcpServer sweeps the
 //   deadlines), and a connection whose client asked for its close once the
 //   answer is out;
@@ -22,6 +23,9 @@ namespace relay {
 /// A request body must arrive at least this fast on top of the request
 /// time-out (so a 50 MiB video may take the time-out plus 25 minutes).
 constexpr qint64 kMinBodyBytesPerSecond = 32 * 1024;
+/// After a refusal the connection closes once the client has sent nothing
+/// for this long.
+constexpr int kLingerQuietMs = 1000;
 
 struct ConnectionLimits {
     qint64 maxBodyBytes = 50 * 1024 * 1024;
@@ -86,7 +90,8 @@ private:
     bool m_closeAfterResponse = false; // of the request being read: "Connection: close", or HTTP/1.0
     QList<bool> m_closeAfter;          // of each request read and not yet answered, in order
     bool m_closed = false;
-    qint64 m_drainLeft = 0;
+    qint64 m_drainLeft = 0;   // after a refusal: what is still read and dropped
+    qint64 m_lingerEndMs = 0; // after a refusal: the close comes by then at the latest
 };
 
 } // namespace relay

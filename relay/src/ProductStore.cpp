@@ -74,14 +74,31 @@ std::optional<Product> ProductStore::one(const QString &where, const QString &va
     return fromQuery(*q);
 }
 
+void ProductStore::dropExpired(qint64 now)
+{
+    // Once per cache time: an entry past it is never answered again, and
+    // without the sweep every id anyone ever asked for (unknown ones too)
+    // would stay until the cap.
+    if (now - m_lastSweepMs >= m_cacheMs) {
+        m_lastSweepMs = now;
+        const auto expired = [this, now](QHash<QString, Cached>::iterator it) { return now - it->atMs >= m_cacheMs; };
+        m_byId.removeIf(expired);
+        m_byBundle.removeIf(expired);
+    }
+    // Bounded, whatever clients ask for within one cache time.
+    for (QHash<QString, Cached> *cache : {&m_byId, &m_byBundle}) {
+        if (cache->size() > 10000)
+            cache->clear();
+    }
+}
+
 std::optional<Product> ProductStore::cached(QHash<QString, Cached> &cache, const QString &where, const QString &key)
 {
     const qint64 now = m_clock.elapsed();
     const auto it = cache.constFind(key);
     if (it != cache.constEnd() && now - it->atMs < m_cacheMs)
         return it->product;
-    if (cache.size() > 10000)
-        cache.clear(); // bounded, whatever clients ask for
+    dropExpired(now);
     std::optional<Product> product = one(where, key);
     cache.insert(key, Cached{product, now});
     return product;

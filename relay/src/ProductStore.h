@@ -44,6 +44,8 @@ public:
     QList<Product> all();
     /// Removes the product given by id or bundle id, with its items.
     bool remove(const QString &idOrBundleId);
+    /// Lookups held in memory, hits and misses.
+    int cachedEntries() const { return int(m_byId.size() + m_byBundle.size()); }
 
 private:
     struct Cached {
@@ -52,9 +54,11 @@ private:
     };
     std::optional<Product> one(const QString &where, const QString &value);
     std::optional<Product> cached(QHash<QString, Cached> &cache, const QString &where, const QString &key);
+    void dropExpired(qint64 now);
     Database &m_db;
     int m_cacheMs;
     QElapsedTimer m_clock;
+    qint64 m_lastSweepMs = 0;
     QHash<QString, Cached> m_byId;
     QHash<QString, Cached> m_byBundle;
 };

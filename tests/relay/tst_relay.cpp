@@ -368,6 +368,19 @@ private Q_SLOTS:
         QVERIFY(m_log->contains(QStringLiteral("monday: add_file_to_column failed")));
     }
 
+    void expiredLookupsDoNotPileUp()
+    {
+        // Every bundle id asked for, unknown ones from anyone included, used
+        // to stay cached until the cache was full: the soak saw the relay's
+        // memory creep with them.
+        relay::ProductStore products(m_relay->database(), 50);
+        for (int i = 0; i < 500; ++i)
+            QVERIFY(!products.byBundleId(QStringLiteral("org.example.unknown%1").arg(i)));
+        QTest::qWait(120);
+        QVERIFY(!products.byBundleId(QStringLiteral("org.example.one.more")));
+        QCOMPARE(products.cachedEntries(), 1);
+    }
+
     void unknownProduct()
     {
         const Reply item = addItem(QStringLiteral("0123456789abcdef0123456789abcdef"), "{\"item_name\":\"x\"}");

@@ -6,6 +6,7 @@
 #include <QJsonObject>
 #include <QProcess>
 #include <QRegularExpression>
+#include <QTcpSocket>
 #include <QtTest>
 
 #include <csignal>
@@ -37,6 +38,25 @@ private:
         if (err)
             *err = p.readAllStandardError();
         return p.exitCode();
+    }
+
+    /// Starts `tessivo-relay serve` on a free port; the port, or 0.
+    quint16 serve(QProcess &relay, const QStringList &args, QByteArray *log)
+    {
+        relay.setProcessChannelMode(QProcess::SeparateChannels);
+        relay.start(QStringLiteral(TESSIVO_RELAY_BINARY),
+                    QStringList{QStringLiteral("serve"), QStringLiteral("--port"), QStringLiteral("0")} + args + common());
+        if (!relay.waitForStarted())
+            return 0;
+        const QRegularExpression listening(QStringLiteral("listening on 127\\.0\\.0\\.1:(\\d+)"));
+        QDeadlineTimer deadline(10000);
+        while (!deadline.hasExpired() && relay.state() == QProcess::Running) {
+            relay.waitForReadyRead(100);
+            *log += relay.readAllStandardError();
+            if (const auto match = listening.match(QString::fromUtf8(*log)); match.hasMatch())
+                return quint16(match.captured(1).toUInt());
+        }
+        return 0;
     }
 
 private Q_SLOTS:
@@ -112,17 +132,12 @@ private Q_SLOTS:
         const QString productId = QString::fromUtf8(out).trimmed();
 
         QProcess relay;
-        relay.setProcessChannelMode(QProcess::SeparateChannels);
-        relay.start(QStringLiteral(TESSIVO_RELAY_BINARY),
-                    QStringList{QStringLiteral("serve"), QStringLiteral("--port"), QStringLiteral("0"),
-                                QStringLiteral("--monday-api-url"), monday.apiUrl(), QStringLiteral("--monday-file-url"),
-                                monday.fileUrl()}
-                        + common());
-        QVERIFY(relay.waitForStarted());
         QByteArray log;
-        quint16 port = 0;
-        const QRegularExpression listening(QStringLiteral("listening on 127\\.0\\.0\\.1:(\\d+)"));
-        QTRY_VERIFY_WITH_TIMEOUT((log += relay.readAllStandardError(), port = quint16(listening.match(QString::fromUtf8(log)).captured(1).toUInt())) != 0, 10000);
+        const quint16 port = serve(relay,
+                                   {QStringLiteral("--monday-api-url"), monday.apiUrl(),
+                                    QStringLiteral("--monday-file-url"), monday.fileUrl()},
+                                   &log);
+        QVERIFY(port != 0);
 
         HttpClient http;
         QCOMPARE(http.get(QStringLiteral("http://127.0.0.1:%1/healthz").arg(port)).status, 200);
@@ -146,6 +161,55 @@ private Q_SLOTS:
         QVERIFY(log.contains("stopped"));
         QVERIFY(!log.contains("tok\n"));
         reply->deleteLater();
+    }
+
+    void refusalReachesAClientThatSendsItsWholeRequestFirst_data()
+    {
+        QTest::addColumn<QByteArray>("head");
+        QTest::addColumn<int>("status");
+        QTest::newRow("streamed upload") << QByteArray("POST /monday/upload-file HTTP/1.1\r\nHost: x\r\n"
+                                                       "Transfer-Encoding: chunked\r\n\r\n800000\r\n")
+                                         << 411;
+        QTest::newRow("cookie over the header limit")
+            << QByteArray("POST /monday/upload-file HTTP/1.1\r\nHost: x\r\nContent-Length: 8388608\r\nCookie: "
+                          + QByteArray(40 * 1024, 'c') + "\r\n\r\n")
+            << 431;
+        QTest::newRow("malformed length") << QByteArray("POST /monday/add-item HTTP/1.1\r\nHost: x\r\n"
+                                                        "Content-Length: 12x\r\n\r\n")
+                                          << 400;
+    }
+    void refusalReachesAClientThatSendsItsWholeRequestFirst()
+    {
+        // Refused from its head while 8 MiB of body are still to come, more
+        // than the system's buffers take: the relay must go on reading, or
+        // the client, still writing, meets a reset instead of the answer.
+        QFETCH(QByteArray, head);
+        QFETCH(int, status);
+        QProcess relay;
+        QByteArray log;
+        const quint16 port = serve(relay, {}, &log);
+        QVERIFY(port != 0);
+
+        QTcpSocket socket;
+        QByteArray answer;
+        connect(&socket, &QTcpSocket::readyRead, this, [&] { answer += socket.readAll(); });
+        socket.connectToHost(QHostAddress::LocalHost, port);
+        QVERIFY(socket.waitForConnected(5000));
+        socket.write(head);
+        const QByteArray block(64 * 1024, 'v');
+        for (int i = 0; i < 128 && socket.state() == QAbstractSocket::ConnectedState; ++i) {
+            socket.write(block);
+            while (socket.bytesToWrite() > 0 && socket.waitForBytesWritten(5000)) {
+            }
+        }
+        QVERIFY2(socket.state() == QAbstractSocket::ConnectedState,
+                 qPrintable(QStringLiteral("the connection ended while the request was sent: %1").arg(socket.errorString())));
+        QVERIFY(socket.waitForDisconnected(5000));
+        QCOMPARE(rawStatus(answer), status);
+
+        ::kill(pid_t(relay.processId()), SIGTERM);
+        QVERIFY(relay.waitForFinished(10000));
+        QCOMPARE(relay.exitCode(), 0);
     }
 };
 
