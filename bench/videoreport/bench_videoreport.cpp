@@ -222,7 +222,7 @@ int main(int argc, char **argv)
         std::optional<QUrl> merged;
         QElapsedTimer timer;
         timer.start();
-        manager.makeMetadataVideo(&card, [&](const QUrl &url) { merged = url; });
+        manager.makeMetadataVideo(&card, manager.finalFileURL(), [&](const QUrl &url) { merged = url; });
         waitFor([&] { return merged.has_value(); });
         merge.push_back(timer.elapsed() / 1000.0);
         const QString mergedCopy = dir.filePath("merged.mov");

@@ -98,13 +98,16 @@ public:
                           Failure failure = {});
     /// The same, opening the video editor on the result.
     void cutToLastSeconds(const MediaAsset &asset, float seconds);
-    /// Renders `view`'s card at the size of the report's video (finalFileURL
-    /// when it exists, else recordingFileURL), writes it as a one-second clip
-    /// to metadataFileURL ("Metadata video saved") and merges card, video,
-    /// card into metadataMergedFileURL, which the completion receives.
-    void makeMetadataVideo(VideoMetadataView *view, URLCompletion completion, Failure failure = {});
+    /// Renders `view`'s card at the size of `video`, the movie the video
+    /// editor was opened on (finalFileURL or recordingFileURL), writes it as
+    /// a one-second clip to metadataFileURL ("Metadata video saved") and
+    /// merges card, video, card into metadataMergedFileURL, which the
+    /// completion receives.
+    void makeMetadataVideo(VideoMetadataView *view, const QUrl &video, URLCompletion completion,
+                           Failure failure = {});
     /// The same with a ready card image, fitted into the video's frame.
-    void makeMetadataVideo(const QImage &card, URLCompletion completion, Failure failure = {});
+    void makeMetadataVideo(const QImage &card, const QUrl &video, URLCompletion completion,
+                           Failure failure = {});
     /// The last frame of recordingFileURL. A recording of zero length clears
     /// the session and shows the no-activity alert; an unreadable one gives
     /// no image.
@@ -112,7 +115,8 @@ public:
 
     /// The video option: the last finalVideoDuration seconds of recording,
     /// opened in the video editor ("videoEditor", through its "videoFileURL"
-    /// property), or the permission or no-activity alert.
+    /// property), or the permission or no-activity alert. An earlier
+    /// report's finalFileURL is deleted first.
     void produceVideoFeedback();
     /// The screenshot option with recording as the source: the recording's
     /// last frame, opened in the photo editor ("photoEditor", through its
@@ -162,8 +166,8 @@ private:
     void runInBackground(std::function<void()> work);
     /// Calls `then` (any thread) once a recording being finished is on disk.
     void whenRecordingWritten(std::function<void()> then);
-    void writeMetadataClip(const QImage &card, QSize size, URLCompletion completion, Failure failure);
-    QUrl reportVideoURL() const;
+    void writeMetadataClip(const QImage &card, QSize size, const QUrl &video, URLCompletion completion,
+                           Failure failure);
     /// The still frame, saying also whether the recording was empty (the
     /// no-activity alert is then already on screen).
     void takeStillFrame(std::function<void(const std::optional<QImage> &, bool emptyRecording)> completion);

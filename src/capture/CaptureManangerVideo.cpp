@@ -81,11 +81,6 @@ void CaptureMananger::whenRecordingWritten(std::function<void()> then)
         then();
 }
 
-QUrl CaptureMananger::reportVideoURL() const
-{
-    return fileExists(m_finalFileURL) ? m_finalFileURL : m_recordingFileURL;
-}
-
 // Join -----------------------------------------------------------------------
 
 void CaptureMananger::mergeVideos(const QUrl &first, const QUrl &second, bool withMetadata,
@@ -215,10 +210,11 @@ void CaptureMananger::cutToLastSeconds(const MediaAsset &asset, float seconds)
 
 // Metadata video -------------------------------------------------------------
 
-void CaptureMananger::makeMetadataVideo(VideoMetadataView *view, URLCompletion completion, Failure failure)
+void CaptureMananger::makeMetadataVideo(VideoMetadataView *view, const QUrl &video, URLCompletion completion,
+                                        Failure failure)
 {
     QPointer<VideoMetadataView> card(view);
-    runInBackground([card, completion, failure, guard = m_guard, url = reportVideoURL()] {
+    runInBackground([card, completion, failure, guard = m_guard, url = video] {
         const MediaAsset video = MediaAsset::load(url);
         const QSize size = video.hasVideoTrack() ? video.firstVideoTrack().naturalSize : QSize();
         guard->withOwner([&](CaptureMananger *self) {
@@ -235,9 +231,9 @@ void CaptureMananger::makeMetadataVideo(VideoMetadataView *view, URLCompletion c
                 // keeps the screen's scale.
                 const qreal scale = qApp ? qApp->devicePixelRatio() : 1.0;
                 const QImage image = card->renderFrame(size, scale);
-                manager->runInBackground([guard = manager->m_guard, image, size, completion, failure] {
+                manager->runInBackground([guard = manager->m_guard, image, size, url, completion, failure] {
                     guard->withOwner([&](CaptureMananger *self) {
-                        self->writeMetadataClip(image, size, completion, failure);
+                        self->writeMetadataClip(image, size, url, completion, failure);
                     });
                 });
             });
@@ -245,9 +241,10 @@ void CaptureMananger::makeMetadataVideo(VideoMetadataView *view, URLCompletion c
     });
 }
 
-void CaptureMananger::makeMetadataVideo(const QImage &card, URLCompletion completion, Failure failure)
+void CaptureMananger::makeMetadataVideo(const QImage &card, const QUrl &video, URLCompletion completion,
+                                        Failure failure)
 {
-    runInBackground([card, completion, failure, guard = m_guard, url = reportVideoURL()] {
+    runInBackground([card, completion, failure, guard = m_guard, url = video] {
         const MediaAsset video = MediaAsset::load(url);
         guard->withOwner([&](CaptureMananger *self) {
             if (!video.hasVideoTrack() || card.isNull()) {
@@ -258,12 +255,13 @@ void CaptureMananger::makeMetadataVideo(const QImage &card, URLCompletion comple
                     self->notifyOnMainThread([failure, error](CaptureMananger *) { failure(error); });
                 return;
             }
-            self->writeMetadataClip(card, video.firstVideoTrack().naturalSize, completion, failure);
+            self->writeMetadataClip(card, video.firstVideoTrack().naturalSize, url, completion, failure);
         });
     });
 }
 
-void CaptureMananger::writeMetadataClip(const QImage &card, QSize size, URLCompletion completion, Failure failure)
+void CaptureMananger::writeMetadataClip(const QImage &card, QSize size, const QUrl &video, URLCompletion completion,
+                                        Failure failure)
 {
     // Encoded by the recorder's own writer settings at the video's size, so
     // that the clip's packets join the recording's as they are.
@@ -290,7 +288,7 @@ void CaptureMananger::writeMetadataClip(const QImage &card, QSize size, URLCompl
     }
     writer->endSession({1, 1});
     input->markAsFinished();
-    writer->finishWriting([guard = m_guard, writer, completion, failure] {
+    writer->finishWriting([guard = m_guard, writer, video, completion, failure] {
         if (writer->status() != AssetWriter::Status::completed) {
             const MediaError error = writer->error().value_or(captureError(QStringLiteral("The clip was not written")));
             consolePrint(QStringLiteral("Cannot write the metadata video: ") + error.localizedDescription);
@@ -303,8 +301,7 @@ void CaptureMananger::writeMetadataClip(const QImage &card, QSize size, URLCompl
         }
         consolePrint(QStringLiteral("Metadata video saved"));
         guard->withOwner([&](CaptureMananger *self) {
-            self->mergeVideos(self->m_metadataFileURL, self->reportVideoURL(), true, std::nullopt, completion,
-                              failure);
+            self->mergeVideos(self->m_metadataFileURL, video, true, std::nullopt, completion, failure);
         });
     });
 }
@@ -377,6 +374,9 @@ void CaptureMananger::openVideoEditor(const QUrl &url)
 
 void CaptureMananger::produceVideoFeedback()
 {
+    // The trimmed movie of an earlier report is not this report's: only the
+    // join or the cut below may write "finalVideo" again.
+    deleteFile(m_finalFileURL);
     if (!fileExists(m_recordingFileURL)) {
         recordingUnavailable();
         return;

@@ -238,8 +238,9 @@ void VideoEditorViewController::mergeReport(std::function<void(const MergedRepor
     m_card->setMetadata(metadata);
     setBusy(true);
     QPointer<VideoEditorViewController> self(this);
+    // The movie merged is the one this editor plays, and no other.
     TessivoKit::shared().captureManager()->makeMetadataVideo(
-        m_card,
+        m_card, videoFileURL.value_or(QUrl()),
         [self, completion](const QUrl &merged) {
             if (!self)
                 return;

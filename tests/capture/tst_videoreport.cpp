@@ -406,9 +406,11 @@ void VideoReportTest::mergedReportIsCardVideoCard()
     const QString final = QDir::tempPath() + "/tst_videoreport-final.mov";
     QFile::remove(final);
     QVERIFY(QFile::copy(pathOf(manager().finalFileURL()), final));
-    for (const QString &video : {final, m_recording4s}) {
+    // The video is the one handed over: "finalVideo", then the recording.
+    for (const auto &[video, handed] : {std::pair(final, manager().finalFileURL()),
+                                        std::pair(m_recording4s, manager().recordingFileURL())}) {
         const test::MovieInfo source = test::probeMovie(video);
-        const auto url = waitForURL([&](auto done) { manager().makeMetadataVideo(&view, done); });
+        const auto url = waitForURL([&](auto done) { manager().makeMetadataVideo(&view, handed, done); });
         QCOMPARE(url, std::optional(manager().metadataMergedFileURL()));
         QVERIFY(console.contains("Metadata video saved"));
         const QString merged = pathOf(*url);
@@ -427,8 +429,6 @@ void VideoReportTest::mergedReportIsCardVideoCard()
         QVERIFY(meanDifference(frameOf(merged, 2), frameOf(video, 0)) < 3);
         QCOMPARE(meanDifference(frameOf(merged, 2 + 40), frameOf(video, 40)), 0.0);
         QCOMPARE(meanDifference(frameOf(merged, info.frameCount - 3), frameOf(video, source.frameCount - 1)), 0.0);
-        // Without "finalVideo", the merge takes the recording.
-        manager().deleteFile(manager().finalFileURL());
     }
     QFile::remove(final);
 }
