@@ -231,16 +231,18 @@ void VideoEditorViewController::mergeReport(std::function<void(const MergedRepor
     if (m_merging)
         return;
     syncSelectedNoteTypes();
-    if (m_card)
-        m_card->deleteLater();
-    m_card = new VideoMetadataView(this);
-    m_card->hide();
+    // The card for the movie stands on its own, in this screen's colours but
+    // not inside it: the screen is disabled while the report is prepared and
+    // sent, and a card inside it would be drawn disabled. So it looks like
+    // the card under a screenshot, whatever state the screen is in.
+    m_card = std::make_unique<VideoMetadataView>();
+    m_card->setPalette(palette());
     m_card->setMetadata(metadata);
     setBusy(true);
     QPointer<VideoEditorViewController> self(this);
     // The movie merged is the one this editor plays, and no other.
     TessivoKit::shared().captureManager()->makeMetadataVideo(
-        m_card, videoFileURL.value_or(QUrl()),
+        m_card.get(), videoFileURL.value_or(QUrl()),
         [self, completion](const QUrl &merged) {
             if (!self)
                 return;

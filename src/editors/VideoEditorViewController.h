@@ -89,7 +89,8 @@ private:
     QPointer<VideoControlsView> m_videoControlsView;
     QPointer<QMediaPlayer> m_player;
     QPointer<QVideoWidget> m_videoWidget;
-    QPointer<VideoMetadataView> m_card;
+    /// The card of the last merge; a window of its own, never shown.
+    std::unique_ptr<VideoMetadataView> m_card;
     bool m_merging = false;
 };
 

@@ -27,7 +27,9 @@ public:
 
     /// Lays the view out at a video frame's size in pixels (its size in
     /// logical pixels is that divided by `scale`) and renders it into an
-    /// image of exactly that pixel size.
+    /// image of exactly that pixel size. It is drawn in the state it is in:
+    /// a view inside a disabled screen comes out disabled (grey), so the
+    /// card for a movie is made without a parent.
     QImage renderFrame(QSize pixelSize, qreal scale = 1.0);
 
 protected:
