@@ -11,6 +11,8 @@ packages=(
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev ffmpeg
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav
   fonts-dejavu-core xvfb xauth
+  # The display tests' real X input
+  xdotool
   # The relay: its PostgreSQL driver, and a throwaway PostgreSQL server for its tests (scripts/ci-postgres.sh)
   libqt6sql6-psql postgresql
   # The relay's inbox browser test (headless Chromium) and its load benchmark

@@ -1,7 +1,9 @@
 #!/usr/bin/env bash
 # Installs what is missing, builds, and runs everything CI checks, headless:
 #   1. the whole test suite on the normal build (the relay's tests also on a
-#      throwaway PostgreSQL cluster when one can be started);
+#      throwaway PostgreSQL cluster when one can be started), the display
+#      tier included: it starts its own Xvfb and drives the demo there with
+#      real X input (ctest label "display");
 #   2. the relay's 10-minute soak (scripts/soak-relay.sh), in the background
 #      while
 #   3. the whole suite runs again under AddressSanitizer and UBSan

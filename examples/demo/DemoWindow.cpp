@@ -13,6 +13,7 @@
 
 DemoWindow::DemoWindow(QWidget *parent) : QMainWindow(parent)
 {
+    setObjectName(QStringLiteral("DemoWindow"));
     setWindowTitle(QStringLiteral("Tessivo Demo"));
     auto *central = new QWidget(this);
     auto *layout = new QVBoxLayout(central);

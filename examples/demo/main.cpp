@@ -1,6 +1,7 @@
 // The demo host app: it links the kit, configures it from the command line
 // and forwards its activation, as any host does.
 #include "DemoOptions.h"
+#include "DemoProbe.h"
 #include "DemoRelay.h"
 #include "DemoTour.h"
 #include "DemoWindow.h"
@@ -72,6 +73,7 @@ int main(int argc, char **argv)
     }
 
     DemoWindow window;
+    DemoProbe::fromEnvironment(&app); // a test hook; off unless asked for
     window.show();
     window.activateWindow();
 
