@@ -127,8 +127,10 @@ private Q_SLOTS:
         // The card's one-second clip opens and closes the video.
         QVERIFY2(std::abs(durationOf(uploaded) - (video + 2.0)) < 0.1,
                  qPrintable(QString("%1 vs %2").arg(durationOf(uploaded)).arg(video)));
+        QPointer<AlertController> resultGone(result);
         result->tapAction(0);
-        QTRY_COMPARE(topMostViewController(), m_editor.data());
+        QTRY_VERIFY(!resultGone);
+        QCOMPARE(topMostViewController(), m_editor.data());
     }
 
     void quittingWithSaveToPhotosKeepsTheMergedVideo()
