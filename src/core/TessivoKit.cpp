@@ -4,9 +4,29 @@
 #include "platform/Application.h"
 #include "platform/Bundle.h"
 #include "platform/SwipeGestureRecognizer.h"
+#include "platform/Dispatch.h"
+#include "platform/ViewController.h"
 #include "sharing/MondayManager.h"
 
+#include <QGuiApplication>
+#include <QWindow>
+
 namespace tessivo {
+namespace {
+
+// A window the kit opened: a dialog or popup whose parent sits in one of
+// the kit's presented screens. Host windows never do.
+bool isKitWindow(const QWidget *window)
+{
+    for (const QWidget *w = window; w; w = w->parentWidget()) {
+        if (auto *controller = qobject_cast<const ViewController *>(w);
+            controller && controller->presentingViewController())
+            return true;
+    }
+    return false;
+}
+
+} // namespace
 
 TessivoKit &TessivoKit::shared()
 {
@@ -57,11 +77,39 @@ void TessivoKit::initialize(FeedbackGesture gesture, const QString &notes, bool 
 
 void TessivoKit::installFourFingersGesture()
 {
-    QWidget *keyWindow = Application::keyWindow();
-    if (!keyWindow || feedbackGesture != FeedbackGesture::fourFingers)
+    // The latest configuration decides: a pending installation from an
+    // earlier call is dropped.
+    disconnect(m_keyWindowWatch);
+    if (feedbackGesture != FeedbackGesture::fourFingers)
         return;
+    QWidget *keyWindow = Application::keyWindow();
+    if (!keyWindow || isKitWindow(keyWindow)) {
+        // A desktop window becomes active some time after show(): the
+        // recogniser goes on the first host window that does.
+        installOnNextKeyWindow();
+        return;
+    }
     if (GestureRecognizer::recognizers(keyWindow).contains(m_fourFingersGesture.data()))
         return;
+    addFourFingersGesture(keyWindow);
+}
+
+void TessivoKit::installOnNextKeyWindow()
+{
+    auto *app = qobject_cast<QGuiApplication *>(QCoreApplication::instance());
+    if (!app)
+        return;
+    m_keyWindowWatch = connect(app, &QGuiApplication::focusWindowChanged, this, [this] {
+        QWidget *keyWindow = Application::keyWindow();
+        if (!keyWindow || isKitWindow(keyWindow))
+            return;
+        disconnect(m_keyWindowWatch);
+        addFourFingersGesture(keyWindow);
+    });
+}
+
+void TessivoKit::addFourFingersGesture(QWidget *keyWindow)
+{
     if (m_fourFingersGesture && m_fourFingersGesture->parent() == this)
         m_fourFingersGesture->deleteLater(); // the unattached one made by the constructor
     auto *swipe = new SwipeGestureRecognizer;
@@ -71,6 +119,14 @@ void TessivoKit::installFourFingersGesture()
     swipe->setDelegate(this);
     swipe->setNumberOfTouchesRequired(4);
     swipe->addTo(keyWindow);
+    // The recogniser stays on this window; should the window be destroyed,
+    // the next key window gets the current one.
+    connect(swipe, &QObject::destroyed, this, [this] {
+        dispatchMain([this] {
+            if (!m_fourFingersGesture && feedbackGesture == FeedbackGesture::fourFingers)
+                installFourFingersGesture();
+        });
+    });
 }
 
 bool TessivoKit::shouldRecognizeSimultaneously(GestureRecognizer *, GestureRecognizer *)

@@ -89,6 +89,8 @@ private:
     TessivoKit();
     ~TessivoKit() override;
     void installFourFingersGesture();
+    void addFourFingersGesture(QWidget *keyWindow);
+    void installOnNextKeyWindow();
     void runTriggerProcedure();
     void openProcedure();
     void startCapture();
@@ -96,6 +98,8 @@ private:
 
     CaptureMananger *m_captureManager = nullptr;
     QPointer<SwipeGestureRecognizer> m_fourFingersGesture;
+    /// Armed while the four-finger recogniser waits for a key window.
+    QMetaObject::Connection m_keyWindowWatch;
     mutable QMutex m_productIdMutex;
     std::optional<QString> m_productId;
 };

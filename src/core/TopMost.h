@@ -8,7 +8,8 @@ namespace tessivo {
 class ViewController;
 
 /// The top-most controller, starting from the key window's root controller;
-/// null when there is no key window.
+/// null when there is no key window. A controller being dismissed is
+/// skipped: what presents it is the answer.
 TESSIVO_EXPORT ViewController *topMostViewController();
 /// The same rule from a given root.
 TESSIVO_EXPORT ViewController *topMostViewController(ViewController *root);

@@ -11,6 +11,8 @@
 #include <QPropertyAnimation>
 #include <QResizeEvent>
 
+#include <utility>
+
 namespace tessivo {
 namespace {
 
@@ -91,7 +93,14 @@ ViewController::ViewController(QWidget *parent) : QWidget(parent)
     m_lastAppearance = appearanceOf(this);
 }
 
-ViewController::~ViewController() = default;
+ViewController::~ViewController()
+{
+    // Presentations that were still waiting for a dismissal never happen.
+    for (const WaitingPresentation &waiting : std::as_const(m_waitingPresentations)) {
+        if (waiting.controller && !waiting.controller->parentWidget())
+            waiting.controller->deleteLater();
+    }
+}
 
 void ViewController::loadViewIfNeeded()
 {
@@ -221,6 +230,10 @@ void ViewController::present(ViewController *controller, bool animated,
 {
     if (!controller || controller == this)
         return;
+    if (m_presented && m_presented->m_beingDismissed) {
+        m_waitingPresentations.append({controller, animated, std::move(completion)});
+        return;
+    }
     if (m_presented) {
         consolePrint(QStringLiteral("Attempt to present %1 on %2 which is already presenting %3")
                          .arg(className(controller), className(this), className(m_presented)));
@@ -352,6 +365,8 @@ void ViewController::dismiss(bool animated, std::function<void()> completion)
             presenter->endAppearanceTransition();
         if (completion)
             completion();
+        if (presenter)
+            presenter->presentWaiting();
     };
     if (animated)
         animateTransition(target, false, std::move(finish));
@@ -374,6 +389,15 @@ void ViewController::finishDismissal(bool)
         deleteLater();
     } else if (m_parentBeforePresentation) {
         setParent(m_parentBeforePresentation);
+    }
+}
+
+void ViewController::presentWaiting()
+{
+    const QList<WaitingPresentation> waiting = std::exchange(m_waitingPresentations, {});
+    for (const WaitingPresentation &next : waiting) {
+        if (next.controller)
+            present(next.controller, next.animated, next.completion);
     }
 }
 

@@ -57,7 +57,9 @@ public:
     /// without a parent is owned by the presentation and deleted after its
     /// dismissal; one with a parent gets it back. Nothing is presented (and
     /// the completion never runs) when this controller is not in a shown
-    /// window or already presents another controller.
+    /// window or already presents another controller. While the controller
+    /// it presents is being dismissed, the presentation waits until that
+    /// dismissal has finished.
     void present(ViewController *controller, bool animated,
                  std::function<void()> completion = {});
     /// Dismisses the controller this one presents (with everything it
@@ -129,12 +131,19 @@ private:
 
     void attachOverlay(QWidget *window);
     void finishDismissal(bool animated);
+    void presentWaiting();
     QList<ViewController *> presentationChain();
     ViewController *presentedAncestor() const;
 
     QString m_title;
     QString m_storyboardIdentifier;
     QString m_storyboardName = QStringLiteral("Main");
+    struct WaitingPresentation {
+        QPointer<ViewController> controller;
+        bool animated;
+        std::function<void()> completion;
+    };
+    QList<WaitingPresentation> m_waitingPresentations;
     QPointer<ViewController> m_presented;
     QPointer<ViewController> m_presenting;
     QPointer<QWidget> m_parentBeforePresentation;

@@ -161,6 +161,48 @@ private Q_SLOTS:
         QCOMPARE(topMostViewController(), ViewController::rootOf(host.window.get()));
     }
 
+    void aTriggerWhileTheChoiceClosesOpensOneChoiceOverTheHost()
+    {
+        Host host;
+        ViewController *root = ViewController::rootOf(host.window.get());
+        const auto shownChoices = [&] {
+            QList<SelectOptionViewController *> shown;
+            for (auto *screen : host.window->findChildren<SelectOptionViewController *>()) {
+                if (screen->isVisible())
+                    shown << screen;
+            }
+            return shown;
+        };
+        TessivoKit::shared().startFeedback();
+        QTRY_COMPARE(shownChoices().size(), 1);
+        SelectOptionViewController *closing = shownChoices().first();
+        QTRY_VERIFY(closing->hasAppeared());
+        QPointer<ViewController> closingNav = closing->navigationController();
+
+        closing->closeMainScreen();
+        QVERIFY(closingNav->isBeingDismissed());
+        TessivoKit::shared().startFeedback(); // while it slides away
+        TessivoKit::shared().startFeedback(); // the session has started: ignored
+        QTRY_VERIFY(!closingNav);
+
+        QTRY_COMPARE(shownChoices().size(), 1);
+        SelectOptionViewController *choice = shownChoices().first();
+        QTRY_VERIFY(choice->hasAppeared());
+        QCOMPARE(choice->presentingViewController(), root);
+        QCOMPARE(topMostViewController(), choice);
+        QVERIFY(TessivoKit::shared().navigationAlreadyStarted);
+        // Its screenshot is the host, not the screen that was going away.
+        const QImage shot = *choice->screenshot();
+        QCOMPARE(shot.pixelColor(shot.width() / 2, shot.height() / 2), QColor(0, 200, 0));
+
+        // It works like any other: closing it leaves the host alone.
+        QPointer<ViewController> nav = choice->navigationController();
+        choice->closeMainScreen();
+        QTRY_VERIFY(!nav);
+        QVERIFY(shownChoices().isEmpty());
+        QCOMPARE(topMostViewController(), root);
+    }
+
     void aTriggerOverTheTestingNotesReplacesThem()
     {
         Host host;

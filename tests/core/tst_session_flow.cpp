@@ -88,7 +88,8 @@ private Q_SLOTS:
         // Later activations never show the notes again, and without consent
         // they do not record.
         qobject_cast<TestingNotesViewController *>(topMostViewController())->beginTesting();
-        QTRY_COMPARE(topMostViewController(), ViewController::rootOf(m_host.get()));
+        QTRY_VERIFY(!ViewController::rootOf(m_host.get())->presentedViewController());
+        QCOMPARE(topMostViewController(), ViewController::rootOf(m_host.get()));
         kit().applicationDidBecomeActive();
         QTest::qWait(200);
         QCOMPARE(topMostViewController(), ViewController::rootOf(m_host.get()));

@@ -257,8 +257,10 @@ private Q_SLOTS:
         // The card's one-second clip opens and closes the video.
         QVERIFY2(std::abs(durationOf(uploaded) - (video + 2.0)) < 0.1,
                  qPrintable(QString("%1 vs %2").arg(durationOf(uploaded)).arg(video)));
+        QPointer<AlertController> resultGone(result);
         result->tapAction(0);
-        QTRY_COMPARE(topMostViewController(), m_editor.data());
+        QTRY_VERIFY(!resultGone);
+        QCOMPARE(topMostViewController(), m_editor.data());
 
         // The card that opens the movie is the card under a screenshot, in
         // its enabled colours: not greyed out by the editor being busy.
