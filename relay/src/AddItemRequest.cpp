@@ -23,7 +23,7 @@ std::optional<AddItemRequest> AddItemRequest::parse(const QByteArray &body, int 
         *error = QStringLiteral("item_name is empty");
         return std::nullopt;
     }
-    if (request.itemName.size() > maxNameLength) {
+    if (maxNameLength > 0 && request.itemName.size() > maxNameLength) {
         *error = QStringLiteral("item_name is longer than %1 characters").arg(maxNameLength);
         return std::nullopt;
     }

@@ -1,5 +1,5 @@
-// The add-item body: a JSON object with a text "item_name" that is neither
-// blank nor longer than the relay allows.
+// The add-item body: a JSON object with a text "item_name" that is not blank
+// (and, when the relay is set to limit names, not longer than that limit).
 #pragma once
 
 #include <QByteArray>
@@ -13,7 +13,8 @@ struct AddItemRequest {
     QString itemName;
 
     /// The request in `body`, or nothing with a message for the client in
-    /// `error`.
+    /// `error`. `maxNameLength` 0 sets no limit of its own: the body limit
+    /// bounds the name.
     static std::optional<AddItemRequest> parse(const QByteArray &body, int maxNameLength, QString *error);
 };
 

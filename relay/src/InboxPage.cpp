@@ -2,6 +2,7 @@
 
 #include "ItemStore.h"
 #include "ProductStore.h"
+#include "TextCut.h"
 
 #include <QCryptographicHash>
 #include <QDateTime>
@@ -14,6 +15,8 @@ namespace {
 
 using Status = QHttpServerResponse::StatusCode;
 const QByteArray kCookie = "tessivo_inbox";
+// Longest item heading in the list, in characters.
+constexpr int kTitleLength = 200;
 
 bool constantTimeEqual(const QByteArray &a, const QByteArray &b)
 {
@@ -137,17 +140,27 @@ QByteArray InboxPage::render()
         "<title>Tessivo inbox</title><style>"
         "body{font-family:system-ui,sans-serif;margin:2rem;background:#f6f6f8;color:#222}"
         "article{background:#fff;border-radius:8px;padding:1rem;margin:0 0 1rem;box-shadow:0 1px 3px #0002}"
-        "h2{font-size:1.1rem;margin:0 0 .3rem;white-space:pre-wrap}"
+        "h2{font-size:1.1rem;margin:0 0 .3rem;white-space:pre-wrap;overflow-wrap:anywhere}"
+        ".report-text div{white-space:pre-wrap;overflow-wrap:anywhere;margin:.4rem 0}"
+        "summary{cursor:pointer;color:#555;font-size:.9rem}"
         ".meta{color:#666;font-size:.85rem}img,video{max-width:100%;max-height:70vh;display:block;margin-top:.6rem}"
         "</style></head><body><h1>Tessivo inbox</h1>");
     if (items.isEmpty())
         html += QStringLiteral("<p class=\"empty\">No reports yet.</p>");
     for (const Item &item : items) {
         const QString time = QDateTime::fromMSecsSinceEpoch(item.createdAt, Qt::UTC).toString(Qt::ISODate);
+        // A long text is headed by its beginning; the whole text follows,
+        // folded, so that the list stays readable.
+        const QString title = cutText(item.name, kTitleLength);
         html += QStringLiteral("<article class=\"report\" id=\"item-%1\"><h2>%2</h2>"
                                "<div class=\"meta\"><time datetime=\"%3\">%3</time> &middot; %4</div>")
-                    .arg(escape(item.id), escape(item.name), escape(time),
+                    .arg(escape(item.id), escape(title), escape(time),
                          escape(bundles.value(item.productId, QStringLiteral("removed product"))));
+        if (title != item.name) {
+            html += QStringLiteral("<details class=\"report-text\"><summary>Whole text (%1 characters)</summary>"
+                                   "<div>%2</div></details>")
+                        .arg(QString::number(item.name.toUcs4().size()), escape(item.name));
+        }
         for (const StoredFile &file : item.files) {
             bool inlineSafe = false;
             const QByteArray type = servedType(file.mimeType.toUtf8(), &inlineSafe);

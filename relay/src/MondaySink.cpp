@@ -1,6 +1,7 @@
 #include "MondaySink.h"
 
 #include "RandomId.h"
+#include "TextCut.h"
 
 #include <QJsonArray>
 #include <QJsonDocument>
@@ -59,6 +60,35 @@ void MondaySink::createItem(const Product &product, const QString &itemName, std
     };
     QNetworkReply *reply = m_network->post(request, QJsonDocument(body).toJson(QJsonDocument::Compact));
     finish(reply, "create_item", std::move(done));
+}
+
+void MondaySink::createUpdate(const Product &product, const QString &itemId, const QString &text,
+                              std::function<void(MondayResult)> done)
+{
+    QNetworkRequest request = requestFor(m_apiUrl, product, m_timeoutMs);
+    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
+    const QJsonObject body{
+        {QStringLiteral("query"),
+         QStringLiteral("mutation ($item: ID!, $body: String!) { create_update (item_id: $item, body: $body) { id } }")},
+        {QStringLiteral("variables"),
+         QJsonObject{{QStringLiteral("item"), itemId}, {QStringLiteral("body"), updateBodyFor(text)}}},
+    };
+    QNetworkReply *reply = m_network->post(request, QJsonDocument(body).toJson(QJsonDocument::Compact));
+    finish(reply, "create_update", std::move(done));
+}
+
+QString MondaySink::itemNameFor(const QString &text)
+{
+    return cutText(text, kMaxItemNameLength);
+}
+
+QString MondaySink::updateBodyFor(const QString &text)
+{
+    QString html = text.toHtmlEscaped();
+    html.replace(QStringLiteral("\r\n"), QStringLiteral("<br>"));
+    html.replace(QLatin1Char('\n'), QStringLiteral("<br>"));
+    html.replace(QLatin1Char('\r'), QStringLiteral("<br>"));
+    return html;
 }
 
 void MondaySink::addFile(const Product &product, const QString &itemId, const QString &fileName,

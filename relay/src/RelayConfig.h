@@ -17,7 +17,7 @@ struct RelayConfig {
     QString mondayFileUrl = QStringLiteral("https://api.monday.com/v2/file"); // TESSIVO_RELAY_MONDAY_FILE_URL
     qint64 maxBodyBytes = 50 * 1024 * 1024;  // TESSIVO_RELAY_MAX_BODY_BYTES
     int maxHeaderBytes = 16 * 1024;          // TESSIVO_RELAY_MAX_HEADER_BYTES
-    int maxItemNameLength = 1024;            // TESSIVO_RELAY_MAX_ITEM_NAME (characters)
+    int maxItemNameLength = 0;               // TESSIVO_RELAY_MAX_ITEM_NAME (characters; 0: the body limit only)
     int clientRatePerMinute = 600;           // TESSIVO_RELAY_CLIENT_RATE (0: no limit)
     int clientBurst = 120;                   // TESSIVO_RELAY_CLIENT_BURST
     int productRatePerMinute = 120;          // TESSIVO_RELAY_PRODUCT_RATE (0: no limit)

@@ -92,7 +92,10 @@ void ReportService::addItem(const HttpExchange &exchange, const Respond &respond
     }
     const QString client = exchange.client;
     const Product p = *product;
-    m_monday.createItem(p, name, [this, p, client, name, respond](MondayResult result) {
+    // monday takes short item names only: a longer text names the item by
+    // its head and follows whole as the item's first update.
+    const QString mondayName = MondaySink::itemNameFor(name);
+    m_monday.createItem(p, mondayName, [this, p, client, name, mondayName, respond](MondayResult result) {
         if (!result.ok) {
             logLine(QStringLiteral("monday: create_item failed for product %1: %2: %3")
                         .arg(shortId(p.id), result.code, result.message));
@@ -104,7 +107,23 @@ void ReportService::addItem(const HttpExchange &exchange, const Respond &respond
         }
         // Kept so that the file upload can find the item it belongs to.
         m_items.create(p.id, client, name, p.sink, result.id);
-        respond(jsonAnswer(QJsonObject{{QStringLiteral("id"), result.id}}));
+        const QString itemId = result.id;
+        if (mondayName == name) {
+            respond(jsonAnswer(QJsonObject{{QStringLiteral("id"), itemId}}));
+            return;
+        }
+        // The kit uploads its file as soon as it has the id: answering once
+        // the update is posted keeps monday's calls in order (item, text,
+        // file). The item exists either way, so a refused update is only
+        // logged, and the whole text stays in the relay's own item.
+        m_monday.createUpdate(p, itemId, name, [p, itemId, respond](MondayResult update) {
+            if (!update.ok) {
+                logLine(QStringLiteral("monday: create_update failed for product %1 (item %2 keeps its cut name): "
+                                       "%3: %4")
+                            .arg(shortId(p.id), itemId, update.code, update.message));
+            }
+            respond(jsonAnswer(QJsonObject{{QStringLiteral("id"), itemId}}));
+        });
     });
 }
 

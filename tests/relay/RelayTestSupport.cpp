@@ -118,16 +118,18 @@ StandInMonday::StandInMonday()
         call.body = request.body();
         m_calls.append(call);
         const bool file = call.path.endsWith(QLatin1String("/file"));
+        const bool update = !file && call.body.contains("create_update");
+        const QString field = file ? QStringLiteral("add_file_to_column")
+            : update               ? QStringLiteral("create_update")
+                                   : QStringLiteral("create_item");
         QJsonObject answer;
         QHttpServerResponse::StatusCode status = QHttpServerResponse::StatusCode::Ok;
         QByteArray raw;
-        switch (m_mode) {
+        switch (update && m_refuseUpdates ? Mode::ComplexityBudgetExhausted : m_mode) {
         case Mode::Ok:
         case Mode::Slow: {
             const QString id = QString::number(m_nextId++);
-            answer = QJsonObject{{QStringLiteral("data"),
-                                  QJsonObject{{file ? QStringLiteral("add_file_to_column") : QStringLiteral("create_item"),
-                                               QJsonObject{{QStringLiteral("id"), id}}}}},
+            answer = QJsonObject{{QStringLiteral("data"), QJsonObject{{field, QJsonObject{{QStringLiteral("id"), id}}}}},
                                  {QStringLiteral("account_id"), 42}};
             break;
         }

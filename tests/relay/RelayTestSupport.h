@@ -61,6 +61,8 @@ public:
     QString fileUrl() const;
     void setMode(Mode mode) { m_mode = mode; }
     void setDelayMs(int ms) { m_delayMs = ms; }
+    /// Answers create_update with an error whatever the mode.
+    void setRefuseUpdates(bool refuse) { m_refuseUpdates = refuse; }
 
     struct Call {
         QString path;
@@ -75,6 +77,7 @@ private:
     quint16 m_port = 0;
     Mode m_mode = Mode::Ok;
     int m_delayMs = 0;
+    bool m_refuseUpdates = false;
     int m_nextId = 9000001;
     QList<Call> m_calls;
 };

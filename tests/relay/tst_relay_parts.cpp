@@ -1,9 +1,10 @@
 // The relay's parts on their own: multipart parsing, rate limiting,
-// configuration, monday's answers.
+// configuration, monday's answers, texts cut to a length.
 #include "MondaySink.h"
 #include "MultipartParser.h"
 #include "RateLimiter.h"
 #include "RelayConfig.h"
+#include "TextCut.h"
 
 #include <QtTest>
 
@@ -125,6 +126,26 @@ private Q_SLOTS:
         QCOMPARE(errors.size(), 1);
         QCOMPARE(d.listenAddress, QHostAddress(QHostAddress::LocalHost)); // the default
         QVERIFY(d.effectiveDatabaseUrl().startsWith(QLatin1String("sqlite:")));
+    }
+
+    void cutsBetweenCharacters_data()
+    {
+        QTest::addColumn<QString>("text");
+        QTest::addColumn<QString>("cut");
+        const QString e = QStringLiteral("\u2026");
+        QTest::newRow("short") << QStringLiteral("abcde") << QStringLiteral("abcde");
+        QTest::newRow("plain") << QStringLiteral("abcdefgh") << QStringLiteral("abcd") + e;
+        QTest::newRow("surrogate pair at the cut") << QStringLiteral("abc\U0001F600defg") << QStringLiteral("abc") + e;
+        QTest::newRow("pair just before the cut") << QStringLiteral("ab\U0001F600defg") << QStringLiteral("ab\U0001F600") + e;
+        QTest::newRow("combining accent at the cut") << QStringLiteral("abce\u0301fgh") << QStringLiteral("abc") + e;
+        QTest::newRow("emoji sequence") << QStringLiteral("a\U0001F469\u200D\U0001F467bcd") << QStringLiteral("a") + e;
+        QTest::newRow("one long cluster") << QStringLiteral("a") + QString(10, QChar(0x301)) << QStringLiteral("a\u0301\u0301\u0301") + e;
+    }
+    void cutsBetweenCharacters()
+    {
+        QFETCH(QString, text);
+        QFETCH(QString, cut);
+        QCOMPARE(cutText(text, 5), cut);
     }
 
     void mondayAnswers()
