@@ -10,10 +10,8 @@
 namespace tessivo {
 
 struct MovieClock {
+    /// Frames stamped at least a tick apart land on different ticks.
     static constexpr int kTicksPerSecond = 30;
-    /// One tick, rounded up: frames stamped at least this far apart land
-    /// on different ticks.
-    static constexpr qint64 kTickNanoseconds = (1'000'000'000 + kTicksPerSecond - 1) / kTicksPerSecond;
 };
 
 } // namespace tessivo

@@ -111,7 +111,7 @@ private:
 
     static constexpr int kMaxFramesInFlight = 3;
     /// The shortest time between two frames of one capture.
-    static constexpr MediaTime kMinimumFrameInterval{MovieClock::kTickNanoseconds, 1'000'000'000};
+    static constexpr MediaTime kMinimumFrameInterval{1, MovieClock::kTicksPerSecond};
 
     QThread m_thread;
     QObject *m_recorderContext = nullptr; // lives on m_thread
