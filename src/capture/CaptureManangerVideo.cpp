@@ -281,12 +281,14 @@ void CaptureMananger::writeMetadataClip(const QImage &card, QSize size, const QU
             notifyOnMainThread([failure, error](CaptureMananger *) { failure(error); });
         return;
     }
+    // The session spans the clip's one second: the buffer appended at its
+    // end only closes it, so the card shows from 0 to 1 s as one frame.
     writer->startSession({0, 1});
+    writer->endSession({1, 1});
     if (input->isReadyForMoreMediaData() && !card.isNull()) {
         input->append(SampleBuffer(card, {0, 1}));
         input->append(SampleBuffer(card, {1, 1}));
     }
-    writer->endSession({1, 1});
     input->markAsFinished();
     writer->finishWriting([guard = m_guard, writer, video, completion, failure] {
         if (writer->status() != AssetWriter::Status::completed) {

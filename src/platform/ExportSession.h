@@ -18,8 +18,11 @@
 #include <functional>
 #include <memory>
 #include <optional>
+#include <vector>
 
 namespace tessivo {
+
+struct ExportPiece;
 
 enum class ExportSessionStatus { unknown = 0, waiting = 1, exporting = 2, completed = 3, failed = 4, cancelled = 5 };
 
@@ -70,13 +73,12 @@ public:
 
 private:
     explicit ExportSession(std::shared_ptr<const Composition> composition);
-    struct Piece;
-    class Writer;
     enum class Outcome { done, failed, needsReencoding };
 
     void run();
-    Outcome exportPassingThrough(const std::vector<Piece> &pieces);
-    Outcome exportReencoding(const std::vector<Piece> &pieces);
+    /// Copies the pieces' packets (ExportSessionPacketCopy.cpp).
+    Outcome exportPassingThrough(const std::vector<ExportPiece> &pieces);
+    Outcome exportReencoding(const std::vector<ExportPiece> &pieces);
     void fail(int code, const QString &text);
 
     const std::shared_ptr<const Composition> m_composition;

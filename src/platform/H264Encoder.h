@@ -5,6 +5,7 @@
 #pragma once
 
 #include "platform/AVHandles.h"
+#include "platform/MovieClock.h"
 
 #include <QSize>
 
@@ -13,8 +14,8 @@ namespace tessivo {
 class H264Encoder
 {
 public:
-    /// The movie clock: 90 kHz, the usual video clock.
-    static constexpr AVRational kTimeBase{1, 90000};
+    /// The movie clock (see MovieClock): one tick per frame slot.
+    static constexpr AVRational kTimeBase{1, MovieClock::kTicksPerSecond};
     /// Nominal rate; frames are timed by their own stamps.
     static constexpr AVRational kNominalFrameRate{30, 1};
 

@@ -22,7 +22,7 @@ namespace {
 
 const QString kDomain = QStringLiteral("AssetWriterErrorDomain");
 constexpr AVRational kTimeBase = H264Encoder::kTimeBase;
-constexpr qint64 kDefaultFrameTicks = 3000;
+constexpr qint64 kDefaultFrameTicks = 1;
 constexpr qint64 kKeyframeIntervalTicks = MovieEncoder::kKeyframeIntervalUs * kTimeBase.den / 1000000;
 
 } // namespace
@@ -129,7 +129,12 @@ bool MovieEncoder::start(int width, int height, bool realTime)
         fail({kDomain, ret, QStringLiteral("Cannot open %1: %2").arg(m_path, averrorText(ret))});
         return false;
     }
-    ret = avformat_write_header(codec->format, nullptr);
+    // The track keeps the movie clock as its timescale (the muxer would
+    // otherwise pick a multiple of it), so that frame times stay whole ticks.
+    AVDictionary *options = nullptr;
+    av_dict_set_int(&options, "video_track_timescale", kTimeBase.den, 0);
+    ret = avformat_write_header(codec->format, &options);
+    av_dict_free(&options);
     if (ret < 0) {
         fail({kDomain, ret, QStringLiteral("Cannot write the movie header: ") + averrorText(ret)});
         return false;
@@ -276,6 +281,14 @@ void MovieEncoder::run()
     }
 }
 
+std::optional<qint64> MovieEncoder::sessionEndTicks() const
+{
+    QMutexLocker lock(&m_mutex);
+    if (!m_sessionStart.isValid() || !m_sessionEnd.isValid())
+        return std::nullopt;
+    return (m_sessionEnd - m_sessionStart).convertScale(kTimeBase.den).value;
+}
+
 void MovieEncoder::encode(const SampleBuffer &buffer)
 {
     Codec &c = *m_codec;
@@ -286,6 +299,14 @@ void MovieEncoder::encode(const SampleBuffer &buffer)
     }
     if (!sessionStart.isValid() || buffer.presentationTimeStamp() < sessionStart)
         return; // before the session: not part of the movie
+    // Each frame takes the tick nearest to its time. A frame whose tick is
+    // already taken came within a tick of the one before it: it is left
+    // out, so that every frame lasts at least a tick and times only rise.
+    const qint64 pts = (buffer.presentationTimeStamp() - sessionStart).convertScale(kTimeBase.den).value;
+    if (pts <= c.lastPts)
+        return;
+    if (const auto end = sessionEndTicks(); end && pts >= *end)
+        return; // at or after the session's end: not part of the movie
 
     AVFrame *frame = c.frame;
     int ret = av_frame_make_writable(frame);
@@ -298,9 +319,6 @@ void MovieEncoder::encode(const SampleBuffer &buffer)
         return;
     }
 
-    qint64 pts = (buffer.presentationTimeStamp() - sessionStart).convertScale(kTimeBase.den).value;
-    if (pts <= c.lastPts)
-        pts = c.lastPts + 1; // the movie needs strictly rising times
     if (c.lastPts >= 0)
         c.lastIntervalTicks = pts - c.lastPts;
     c.lastPts = pts;
@@ -333,14 +351,28 @@ void MovieEncoder::encode(const SampleBuffer &buffer)
 int MovieEncoder::mux(AVPacket *packet)
 {
     // Each packet waits for the next one, which gives its exact duration;
-    // the last one lasts as long as the one before it.
+    // the last one lasts as long as the one before it. Nothing lasts past
+    // an explicit session end, and a frame that starts there is dropped.
     Codec &c = *m_codec;
     int ret = 0;
     if (c.hasHeldPacket) {
         AVPacket *held = c.heldPacket;
-        const qint64 duration = packet ? packet->pts - held->pts : c.lastDurationTicks;
-        held->duration = std::max<qint64>(1, duration);
+        qint64 duration = packet ? packet->pts - held->pts : c.lastDurationTicks;
+        const auto end = sessionEndTicks();
+        if (end)
+            duration = std::min(duration, *end - held->pts);
+        if (duration <= 0) {
+            av_packet_unref(held);
+            c.hasHeldPacket = false;
+            if (packet) {
+                av_packet_move_ref(c.heldPacket, packet);
+                c.hasHeldPacket = true;
+            }
+            return 0;
+        }
+        held->duration = duration;
         c.lastDurationTicks = held->duration;
+        held->dts = held->pts; // no B-frames: decoding order is display order
         held->stream_index = 0;
         av_packet_rescale_ts(held, c.encoder->time_base, c.stream->time_base);
         ret = av_interleaved_write_frame(c.format, held);
@@ -365,16 +397,8 @@ void MovieEncoder::finishFile()
         ret = mux(c.packet);
     if (ret == AVERROR_EOF) {
         // An explicit session end decides how long the last frame lasts.
-        MediaTime sessionStart, sessionEnd;
-        {
-            QMutexLocker lock(&m_mutex);
-            sessionStart = m_sessionStart;
-            sessionEnd = m_sessionEnd;
-        }
-        if (c.hasHeldPacket && sessionStart.isValid() && sessionEnd.isValid()) {
-            const qint64 end = (sessionEnd - sessionStart).convertScale(kTimeBase.den).value;
-            c.lastDurationTicks = std::max<qint64>(1, end - c.heldPacket->pts);
-        }
+        if (const auto end = sessionEndTicks(); end && c.hasHeldPacket)
+            c.lastDurationTicks = *end - c.heldPacket->pts;
         ret = mux(nullptr);
     }
     if (ret < 0) {

@@ -63,6 +63,8 @@ private:
     void run();
     void encode(const SampleBuffer &frame);
     int mux(AVPacket *packet);
+    /// The session's end on the movie clock, when one was set.
+    std::optional<qint64> sessionEndTicks() const;
     void finishFile();
     void closeFile(bool removeFile);
     void failWith(int averror, const QString &what);

@@ -8,6 +8,7 @@
 #include <QBackingStore>
 #include <QElapsedTimer>
 #include <QEvent>
+#include <QTimer>
 #include <QWindow>
 
 #include <time.h>
@@ -169,6 +170,7 @@ void ScreenRecorder::startOnGuiThread(SampleHandler handler, Completion completi
         QMutexLocker lock(&m_statsMutex);
         m_keyWindowPixelSize = pixelSize(window);
     }
+    m_lastGrab = {};
     attach(window);
     finish(std::nullopt);
 }
@@ -261,6 +263,16 @@ void ScreenRecorder::grabFrame()
         ++m_stats.framesDropped;
         return;
     }
+    const MediaTime now = MediaTime::monotonicNow();
+    if (m_lastGrab.isValid() && now - m_lastGrab < kMinimumFrameInterval) {
+        // Too soon after the last frame: take this one when the interval
+        // is over, with whatever has been painted by then.
+        const qint64 waitNs = (m_lastGrab + kMinimumFrameInterval - now).value;
+        m_grabScheduled = true;
+        QTimer::singleShot(std::chrono::milliseconds((waitNs + 999'999) / 1'000'000), Qt::PreciseTimer, this,
+                           &ScreenRecorder::grabFrame);
+        return;
+    }
     QImage frame;
     QBackingStore *store = m_window->backingStore();
     QPaintDevice *device = store && !m_renderEachFrame ? store->paintDevice() : nullptr;
@@ -274,7 +286,8 @@ void ScreenRecorder::grabFrame()
     }
     if (frame.isNull())
         return;
-    const SampleBuffer sample(std::move(frame), MediaTime::monotonicNow());
+    m_lastGrab = now;
+    const SampleBuffer sample(std::move(frame), now);
     const quint64 generation = m_generation;
     ++m_framesInFlight;
     post([this, generation, sample] {
@@ -292,6 +305,17 @@ void ScreenRecorder::deliver(quint64 generation, const SampleBuffer &sample, Sam
     QMutexLocker lock(&m_deliveryMutex);
     if (generation != m_generation || !m_handler)
         return; // taken for a capture that has been stopped since
+    if (type == SampleBufferType::video) {
+        // Frames closer together than the interval (only samples handed in
+        // from outside can be) never reach the handler: the later is left
+        // out, so that every frame the handler counts has a tick of its own.
+        const MediaTime stamp = sample.presentationTimeStamp();
+        if (m_lastDeliveredGeneration == generation && m_lastDelivered.isValid()
+            && !(stamp >= m_lastDelivered + kMinimumFrameInterval))
+            return;
+        m_lastDelivered = stamp;
+        m_lastDeliveredGeneration = generation;
+    }
     const auto handler = m_handler; // the handler may stop the capture
     (*handler)(sample, type, std::nullopt);
 }

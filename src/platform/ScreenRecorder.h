@@ -1,11 +1,14 @@
 // Records the host's own key window: after each repaint of that window the
 // pixels it has just painted are copied (damage driven: no repaint, no
 // frame), stamped on the monotonic clock and handed as video sample buffers
-// to the sample handler on the recorder thread.
+// to the sample handler on the recorder thread. Frames are at least one
+// movie-clock tick apart: a repaint sooner than that is taken once the tick
+// has passed, together with any repaint in between.
 #pragma once
 
 #include "platform/FramePool.h"
 #include "platform/MediaError.h"
+#include "platform/MovieClock.h"
 #include "platform/SampleBuffer.h"
 #include "tessivo_export.h"
 
@@ -107,12 +110,16 @@ private:
     void deliver(quint64 generation, const SampleBuffer &sample, SampleBufferType type);
 
     static constexpr int kMaxFramesInFlight = 3;
+    /// The shortest time between two frames of one capture.
+    static constexpr MediaTime kMinimumFrameInterval{1, MovieClock::kTicksPerSecond};
 
     QThread m_thread;
     QObject *m_recorderContext = nullptr; // lives on m_thread
 
     QRecursiveMutex m_deliveryMutex; // held while the handler runs
     std::shared_ptr<SampleHandler> m_handler;
+    MediaTime m_lastDelivered; // of the current generation's video
+    quint64 m_lastDeliveredGeneration = 0;
     std::atomic<quint64> m_generation{0};
     std::atomic<bool> m_recording{false};
     std::atomic<bool> m_microphoneEnabled{false};
@@ -121,6 +128,7 @@ private:
     // GUI thread only.
     QPointer<QWidget> m_window;
     bool m_grabScheduled = false;
+    MediaTime m_lastGrab;
     bool m_renderEachFrame = false;
     FramePool m_pool{kMaxFramesInFlight + 4};
     std::optional<ErrorCode> m_startFailure;

@@ -64,4 +64,43 @@ QImage movieFrame(const QString &path, int index, int width, int height)
     return image.copy();
 }
 
+QString decodingMessages(const QString &path)
+{
+    QProcess process;
+    process.setProcessChannelMode(QProcess::MergedChannels);
+    process.start(QStringLiteral("ffmpeg"), {"-nostdin", "-v", "error", "-i", path, "-f", "null", "-"});
+    if (!process.waitForFinished(60000) || process.exitStatus() != QProcess::NormalExit)
+        return QStringLiteral("ffmpeg did not finish");
+    const QString output = QString::fromUtf8(process.readAll()).trimmed();
+    return output.isEmpty() && process.exitCode() != 0 ? QStringLiteral("ffmpeg failed") : output;
+}
+
+QList<double> decodedFrameTimes(const QString &path)
+{
+    QList<double> times;
+    const QByteArray out = run(QStringLiteral("ffprobe"),
+                               {"-v", "error", "-select_streams", "v:0", "-show_entries",
+                                "frame=best_effort_timestamp_time", "-of", "csv=p=0", path});
+    for (const QByteArray &line : out.split('\n')) {
+        // A frame's line may end in a separator and be followed by an empty
+        // one for its side data.
+        const QByteArray field = line.split(',').first().trimmed();
+        if (!field.isEmpty())
+            times.append(field.toDouble());
+    }
+    return times;
+}
+
+QList<QByteArray> decodedFrameColumns(const QString &path, int columns)
+{
+    const QByteArray raw = run(QStringLiteral("ffmpeg"),
+                               {"-nostdin", "-v", "error", "-i", path, "-vf",
+                                QStringLiteral("scale=%1:1:flags=area").arg(columns), "-fps_mode",
+                                "passthrough", "-f", "rawvideo", "-pix_fmt", "gray", "-"});
+    QList<QByteArray> frames;
+    for (qsizetype at = 0; at + columns <= raw.size(); at += columns)
+        frames.append(raw.mid(at, columns));
+    return frames;
+}
+
 } // namespace tessivo::test

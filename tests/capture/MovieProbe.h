@@ -22,5 +22,12 @@ struct MovieInfo {
 MovieInfo probeMovie(const QString &path);
 /// Frame `index` of the movie as an RGB image (null on failure).
 QImage movieFrame(const QString &path, int index, int width, int height);
+/// Everything `ffmpeg -v error -i MOVIE -f null -` prints while decoding
+/// the whole movie: nothing for a sound one.
+QString decodingMessages(const QString &path);
+/// The presentation times (seconds) of the frames as they are decoded.
+QList<double> decodedFrameTimes(const QString &path);
+/// Every decoded frame averaged down to `columns` × 1 grey pixels.
+QList<QByteArray> decodedFrameColumns(const QString &path, int columns);
 
 } // namespace tessivo::test

@@ -417,18 +417,18 @@ void VideoReportTest::mergedReportIsCardVideoCard()
         const test::MovieInfo info = test::probeMovie(merged);
         QVERIFY2(std::abs(info.duration - (source.duration + 2)) <= kFrame,
                  qPrintable(QString("%1 s for a %2 s video").arg(info.duration).arg(source.duration)));
-        QCOMPARE(info.frameCount, source.frameCount + 4);
+        QCOMPARE(info.frameCount, source.frameCount + 2); // one frame per card
         QVERIFY(indexFirst(merged));
         if (video == final) // the Qt player plays in real time: once is enough
             QVERIFY(std::abs(qtPlayerDuration(merged) - info.duration * 1000) <= 34);
         // The cards are the rendered card (as close as H.264 allows); the
         // video in between is the source's own frames, apart from a smart
         // cut's few re-encoded ones at its start.
-        for (int index : {0, 1, info.frameCount - 2, info.frameCount - 1})
+        for (int index : {0, info.frameCount - 1})
             QVERIFY2(meanDifference(frameOf(merged, index), card) < 6, qPrintable(QString::number(index)));
-        QVERIFY(meanDifference(frameOf(merged, 2), frameOf(video, 0)) < 3);
-        QCOMPARE(meanDifference(frameOf(merged, 2 + 40), frameOf(video, 40)), 0.0);
-        QCOMPARE(meanDifference(frameOf(merged, info.frameCount - 3), frameOf(video, source.frameCount - 1)), 0.0);
+        QVERIFY(meanDifference(frameOf(merged, 1), frameOf(video, 0)) < 3);
+        QCOMPARE(meanDifference(frameOf(merged, 1 + 40), frameOf(video, 40)), 0.0);
+        QCOMPARE(meanDifference(frameOf(merged, info.frameCount - 2), frameOf(video, source.frameCount - 1)), 0.0);
     }
     QFile::remove(final);
 }
