@@ -9,6 +9,8 @@ packages=(
   qt6-httpserver-dev qt6-websockets-dev libqt6sql6-sqlite
   qt6-qpa-plugins libgl-dev
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev ffmpeg
+  # The URL session's HTTP engine
+  libcurl4-openssl-dev
   gstreamer1.0-plugins-base gstreamer1.0-plugins-good gstreamer1.0-libav
   fonts-dejavu-core xvfb xauth
   # The display tests' real X input

@@ -1,9 +1,7 @@
 #include "platform/UrlSession.h"
 
-#include <QCoreApplication>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QNetworkRequest>
+#include "platform/HttpTransfers.h"
+
 #include <QThread>
 
 namespace tessivo {
@@ -18,28 +16,6 @@ bool isUrlCharacter(QChar c)
     static const QByteArray allowed = QByteArrayLiteral(
         "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789-._~:/?#[]@!$&'()*+,;=%");
     return allowed.contains(static_cast<char>(c.unicode()));
-}
-
-UrlError errorFor(QNetworkReply::NetworkError error, const QString &qtText)
-{
-    switch (error) {
-    case QNetworkReply::TimeoutError:
-    case QNetworkReply::OperationCanceledError: // transfer timeout aborts this way
-        return {-1001, QStringLiteral("The request timed out.")};
-    case QNetworkReply::ConnectionRefusedError:
-        return {-1004, QStringLiteral("Could not connect to the server.")};
-    case QNetworkReply::HostNotFoundError:
-        return {-1003, QStringLiteral("A server with the specified hostname could not be found.")};
-    case QNetworkReply::RemoteHostClosedError:
-        return {-1005, QStringLiteral("The network connection was lost.")};
-    case QNetworkReply::ProtocolUnknownError:
-    case QNetworkReply::ProtocolInvalidOperationError:
-        return {-1002, QStringLiteral("unsupported URL")};
-    case QNetworkReply::SslHandshakeFailedError:
-        return {-1200, QStringLiteral("An SSL error has occurred and a secure connection to the server cannot be made.")};
-    default:
-        return {-1, qtText.isEmpty() ? QStringLiteral("An unknown error occurred.") : qtText};
-    }
 }
 
 } // namespace
@@ -115,7 +91,8 @@ struct UrlSession::Private {
     QThread *thread = nullptr;           // the thread completions run on
     bool isShared = false;
     QObject *context = nullptr;          // lives on the network thread
-    QNetworkAccessManager *manager = nullptr; // made on the network thread
+    HttpTransfers *transfers = nullptr;  // made on the network thread: this session's
+                                         // connections and cookies
 };
 
 UrlSession &UrlSession::shared()
@@ -154,7 +131,7 @@ UrlSession::~UrlSession()
         d->ownThread.wait(2000);
         return;
     }
-    // The context owns this session's access manager; it goes on its own
+    // The context owns this session's transfers; it goes on its own
     // thread (deleteLater is safe from any thread).
     d->context->deleteLater();
 }
@@ -179,37 +156,12 @@ void UrlSession::dataTask(const UrlRequest &request, DataTaskCompletion completi
     // lives for the process).
     std::shared_ptr<UrlSession> keepAlive = weak_from_this().lock();
     QMetaObject::invokeMethod(p->context, [p, keepAlive, request, completion = std::move(completion)]() {
-        if (!p->manager)
-            p->manager = new QNetworkAccessManager(p->context);
-
-        QNetworkRequest qt(request.url);
-        qt.setTransferTimeout(static_cast<int>(request.timeoutInterval * 1000));
-        qt.setAttribute(QNetworkRequest::CacheLoadControlAttribute,
-                        request.cachePolicy == UrlRequestCachePolicy::reloadIgnoringLocalCacheData
-                            ? QNetworkRequest::AlwaysNetwork
-                            : QNetworkRequest::PreferNetwork);
-        qt.setAttribute(QNetworkRequest::RedirectPolicyAttribute,
-                        QNetworkRequest::NoLessSafeRedirectPolicy);
-        for (const auto &[name, value] : request.headers)
-            qt.setRawHeader(name, value);
-
-        QNetworkReply *reply = request.httpBody
-            ? p->manager->sendCustomRequest(qt, request.httpMethod, *request.httpBody)
-            : p->manager->sendCustomRequest(qt, request.httpMethod);
-        QObject::connect(reply, &QNetworkReply::finished, reply, [reply, keepAlive, completion]() {
-            reply->deleteLater();
-            const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-            if (status.isValid()) {
-                // An HTTP answer of any status is data, not a transport error.
-                UrlResponse response;
-                response.url = reply->url();
-                response.statusCode = status.toInt();
-                for (const auto &[name, value] : reply->rawHeaderPairs())
-                    response.headers.append({name, value});
-                completion(reply->readAll(), response, std::nullopt);
-                return;
-            }
-            completion(std::nullopt, std::nullopt, errorFor(reply->error(), reply->errorString()));
+        if (!p->transfers)
+            p->transfers = new HttpTransfers(p->context);
+        p->transfers->start(request, [keepAlive, completion](std::optional<QByteArray> data,
+                                                             std::optional<UrlResponse> response,
+                                                             std::optional<UrlError> error) {
+            completion(std::move(data), std::move(response), std::move(error));
         });
     });
 }

@@ -7,7 +7,11 @@
 #include "platform/JsonSerialization.h"
 
 #include <QJsonObject>
+#include <QRegularExpression>
+#include <QUrl>
 #include <QUuid>
+
+#include <algorithm>
 
 namespace tessivo {
 namespace {
@@ -18,14 +22,33 @@ const TrelloConfigs *trelloConfigs(const std::shared_ptr<const Configs> &configs
 }
 
 // Key and token never reach the console, whatever text carries them (a
-// transport error, an answer that echoes the request).
-QString scrubbed(QString line, const QString &key, const QString &token)
+// transport error, an answer that echoes the request). A credential is
+// replaced only where it stands whole, as a URL's query value or a word, so
+// that a short key cannot eat into the rest of the line. Both are replaced
+// in one pass: a credential met inside the marker is never replaced again.
+QString scrubbed(const QString &line, const QString &key, const QString &token)
 {
+    QStringList secrets;
     for (const QString &secret : {key, token}) {
-        if (!secret.isEmpty())
-            line.replace(secret, QStringLiteral("<redacted>"));
+        if (secret.isEmpty())
+            continue;
+        secrets << QRegularExpression::escape(secret);
+        const QString encoded = QString::fromLatin1(QUrl::toPercentEncoding(secret));
+        if (encoded != secret)
+            secrets << QRegularExpression::escape(encoded);
     }
-    return line;
+    if (secrets.isEmpty())
+        return line;
+    // The longest first, so that a credential holding the other goes whole.
+    std::sort(secrets.begin(), secrets.end(),
+              [](const QString &a, const QString &b) { return a.size() > b.size(); });
+    // Whole: no letter or digit right before (unless it ends a %XX escape,
+    // as in "token%3D...") or right after.
+    const QRegularExpression whole(
+        QStringLiteral("(?:(?<![\\p{L}\\p{N}])|(?<=%[0-9A-Fa-f]{2}))(?:")
+            + secrets.join(QLatin1Char('|')) + QStringLiteral(")(?![\\p{L}\\p{N}])"),
+        QRegularExpression::UseUnicodePropertiesOption);
+    return QString(line).replace(whole, QStringLiteral("<redacted>"));
 }
 
 QString boundaryText()

@@ -13,6 +13,7 @@
 #include "platform/UserDefaults.h"
 #include "sharing/MondayManager.h"
 #include "sharing/TrelloManager.h"
+#include "HangUpServer.h"
 #include "LocalHttpServer.h"
 #include "TestSupport.h"
 
@@ -21,6 +22,7 @@
 #include <QJsonDocument>
 #include <QJsonObject>
 #include <QPointer>
+#include <QScopeGuard>
 #include <QTest>
 
 using namespace tessivo;
@@ -217,6 +219,29 @@ private Q_SLOTS:
         expectResult("Error!", "Your Tessivo cannot be sent to Trello!");
         QTest::qWait(300);
         QCOMPARE(m_server->requests().size() - before, 1); // no attachment, no retry
+    }
+
+    void aBackendThatHangsUp()
+    {
+        // The stand-in reads the card request and closes the connection
+        // without an answer: the card is asked for once, the tester is told.
+        test::HangUpServer hangUp;
+        qputenv(TrelloManager::kApiUrlEnvironment, hangUp.baseUrl().toUtf8());
+        const auto restore = qScopeGuard(
+            [this] { qputenv(TrelloManager::kApiUrlEnvironment, m_server->baseUrl().toUtf8()); });
+        TessivoKit::shared().optionalConfigs = std::make_shared<TrelloConfigs>("list1", "key1", "token1");
+        test::ConsoleCapture console;
+        reachSharePanel();
+        if (QTest::currentTestFailed())
+            return;
+        TessivoKit::shared().shareMethod = ShareMethod::trello;
+        m_editor->hideShareView();
+        m_editor->sendFeedback(std::nullopt, std::nullopt, "note.png", "s", "d", true);
+        expectResult("Error!", "Your Tessivo cannot be sent to Trello!");
+        QTest::qWait(300);
+        QCOMPARE(hangUp.received().size(), 1);
+        QCOMPARE(console.lines(), QStringList{"Create trello card error:Error Domain=URLErrorDomain "
+                                              "Code=-1005 \"The network connection was lost.\""});
     }
 
     void aBackendThatNeverAnswers()

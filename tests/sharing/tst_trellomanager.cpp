@@ -131,6 +131,57 @@ private Q_SLOTS:
         // cleanup() checks that neither key nor token was printed.
     }
 
+    void onlyWholeCredentialsAreRedacted_data()
+    {
+        QTest::addColumn<QString>("key");
+        QTest::addColumn<QString>("token");
+        QTest::newRow("one character") << "c" << "c";
+        QTest::newRow("one character each") << "c" << "o";
+        QTest::newRow("realistic") << "3f9c2a7be41d05c8a6b9e0f1d2c3b4a5"
+                                   << "ATTA9d8e7f6a5b4c3d2e1f0a9b8c7d6e5f4a3b2c1d0e9f8a7b6c5d4e3f2a1b0c9d8e7f6";
+    }
+    void onlyWholeCredentialsAreRedacted()
+    {
+        QFETCH(QString, key);
+        QFETCH(QString, token);
+        auto configs = std::make_shared<TrelloConfigs>(QStringLiteral("LIST1"), key, token);
+        // The answer names the token on its own and echoes the request,
+        // as sent and percent-encoded.
+        useServer([&](const HttpRequest &r) {
+            return HttpResponse{401, "invalid token " + token.toUtf8() + " for " + r.target + " "
+                                         + QUrl::toPercentEncoding(QString::fromUtf8(r.target)),
+                                "text/plain"};
+        });
+        ResultBox<bool> card;
+        TrelloManager::createCard(QStringLiteral("n"), QStringLiteral("d"), configs,
+                                  [&](std::optional<QString>) { card.set(true); });
+        QTRY_VERIFY(card.called());
+        ResultBox<bool> upload;
+        TrelloManager::uploadAttachment(QStringLiteral("CARD1"), "X", QStringLiteral("f.png"), configs,
+                                        [&](std::optional<UrlError>) { upload.set(true); });
+        QTRY_VERIFY(upload.called());
+
+        m_server.reset(); // nothing listens there any more
+        ResultBox<bool> failedCard;
+        TrelloManager::createCard(QStringLiteral("n"), QStringLiteral("d"), configs,
+                                  [&](std::optional<QString>) { failedCard.set(true); });
+        QTRY_VERIFY(failedCard.called());
+        ResultBox<bool> failedUpload;
+        TrelloManager::uploadAttachment(QStringLiteral("CARD1"), "X", QStringLiteral("f.png"), configs,
+                                        [&](std::optional<UrlError>) { failedUpload.set(true); });
+        QTRY_VERIFY(failedUpload.called());
+
+        const QString r = QStringLiteral("<redacted>");
+        QCOMPARE(m_console->lines(), (QStringList{
+            "invalid token " + r + " for /1/cards?idList=LIST1&key=" + r + "&token=" + r
+                + " %2F1%2Fcards%3FidList%3DLIST1%26key%3D" + r + "%26token%3D" + r,
+            "Uploaded to: invalid token " + r + " for /1/cards/CARD1/attachments?key=" + r + "&token=" + r
+                + " %2F1%2Fcards%2FCARD1%2Fattachments%3Fkey%3D" + r + "%26token%3D" + r,
+            "Create trello card error:Error Domain=URLErrorDomain Code=-1004 \"Could not connect to the server.\"",
+            "Could not connect to the server.",
+        }));
+    }
+
     void transportErrorIsLoggedWithoutSecrets()
     {
         QTcpServer closed;
