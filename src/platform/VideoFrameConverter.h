@@ -1,8 +1,10 @@
 // Turns a player's video frames into images on the CPU (libswscale), for
 // painting by a widget. QVideoFrame::toImage() is not used: on a display
 // with OpenGL (X11, Wayland) Qt 6.4 converts through a GPU context of its
-// own, and with the GStreamer backend the stream then stops with "Internal
-// data stream error." after the first frame.
+// own with a read-back per frame, and a program that called it from the
+// sink's frame signal with the GStreamer backend on X11 saw the stream stop
+// with "Internal data stream error." after the first frame. The CPU path
+// needs no GPU context and is the same on every platform.
 #pragma once
 
 #include <QImage>

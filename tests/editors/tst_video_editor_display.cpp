@@ -1,8 +1,8 @@
 // What the video editor shows on screen: the recording's picture drawn in the
 // editor's own window, with the note panel drawn over it, and no part of the
 // editor turned into a native window (which would hide every panel, alert and
-// sheet stacked over the video on a real display). Also run by hand under a
-// real X server (QT_QPA_PLATFORM=xcb).
+// sheet stacked over the video on a real display). Registered twice:
+// offscreen, and under Xvfb with the xcb platform.
 #include "editors/VideoEditorViewController.h"
 #include "metadata/NoteTextView.h"
 #include "TestSupport.h"
