@@ -11,17 +11,14 @@
 #include "metadata/VideoMetadataView.h"
 #include "metadata/ActivityIndicator.h"
 #include "platform/ContentView.h"
-#include "platform/Layer.h"
 #include "platform/MediaError.h"
 
 #include "ui_VideoEditorViewController.h"
 
-#include <QAudioOutput>
 #include <QMediaPlayer>
 #include <QPainter>
 #include <QPropertyAnimation>
 #include <QVBoxLayout>
-#include <QVideoWidget>
 
 namespace tessivo {
 namespace {
@@ -45,10 +42,8 @@ VideoEditorViewController::VideoEditorViewController(QWidget *parent)
     // The player view fills the video area.
     auto *layout = new QVBoxLayout(m_videoView);
     layout->setContentsMargins(0, 0, 0, 0);
-    m_videoWidget = new QVideoWidget(m_videoView);
-    m_videoWidget->setAspectRatioMode(Qt::KeepAspectRatio);
-    Layer::of(m_videoView)->setBackgroundColor(Qt::black); // letterbox
-    layout->addWidget(m_videoWidget);
+    m_playerView = new PlayerView(m_videoView); // paints its own letterbox
+    layout->addWidget(m_playerView);
 }
 
 VideoEditorViewController::~VideoEditorViewController()
@@ -80,9 +75,9 @@ void VideoEditorViewController::setupPlayer()
     if (!videoFileURL)
         qFatal("Tessivo: the video editor was opened without a video");
     m_player = new QMediaPlayer(this);
-    m_player->setAudioOutput(new QAudioOutput(m_player));
-    m_player->audioOutput()->setMuted(true);
-    m_player->setVideoOutput(m_videoWidget);
+    // No audio output: recordings are silent, and a player without one
+    // needs no sound device or sound server to play.
+    m_playerView->setPlayer(m_player);
     m_player->setSource(*videoFileURL);
     m_player->setLoops(1); // once, no loop
     m_player->play();

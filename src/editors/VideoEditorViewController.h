@@ -6,6 +6,7 @@
 #include "editors/EditorViewController.h"
 #include "editors/VideoControlsView.h"
 #include "platform/LayoutConstraint.h"
+#include "platform/PlayerView.h"
 #include "tessivo_export.h"
 
 #include <QPointer>
@@ -16,7 +17,6 @@
 #include <optional>
 
 #include <QMediaPlayer>
-#include <QVideoWidget>
 
 namespace Ui {
 class VideoEditorViewController;
@@ -44,7 +44,8 @@ public:
     LayoutConstraint keyboardBackgroundHeightConstraint;
     std::optional<QUrl> videoFileURL;
     QMediaPlayer *player() const { return m_player; }
-    QVideoWidget *avpController() const { return m_videoWidget; }
+    /// The view that shows the player, filling `videoView`.
+    PlayerView *avpController() const { return m_playerView; }
     bool isEditingNote = false;
 
     void noteTapped() override;
@@ -88,7 +89,7 @@ private:
     QPointer<QWidget> m_videoView;
     QPointer<VideoControlsView> m_videoControlsView;
     QPointer<QMediaPlayer> m_player;
-    QPointer<QVideoWidget> m_videoWidget;
+    QPointer<PlayerView> m_playerView;
     /// The card of the last merge; a window of its own, never shown.
     std::unique_ptr<VideoMetadataView> m_card;
     bool m_merging = false;
