@@ -245,7 +245,7 @@ void CaptureTimingTest::everyMovieDecodesInOrderWithRealDurations()
     // The card clip and the report merged around the cut.
     QImage card(320, 240, QImage::Format_RGB32);
     card.fill(QColor(128, 128, 128));
-    const auto merged = waitForURL([&](auto done) { manager.makeMetadataVideo(card, done); });
+    const auto merged = waitForURL([&](auto done) { manager.makeMetadataVideo(card, manager.finalFileURL(), done); });
     QVERIFY(merged);
     movies.append({"card clip", manager.metadataFileURL().toLocalFile(), true});
     movies.append({"merged report", merged->toLocalFile(), true});
