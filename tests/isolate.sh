@@ -10,6 +10,9 @@
 # folder is removed when the program ends; its exit status is kept. The
 # program is killed if this script is (a test's time limit), and receives
 # SIGTERM when this script does.
+#
+# With TESSIVO_TEST_LEFTOVERS=<file>, the files the program left in its
+# home and temporary folders are listed in <file> before they go.
 set -u
 
 child=
@@ -55,5 +58,9 @@ while :; do
   kill -0 "$child" 2>/dev/null || break
 done
 
+if [ -n "${TESSIVO_TEST_LEFTOVERS:-}" ]; then
+  (cd "$root" && find . -mindepth 2 ! -type d | sed "s|^\./|$(basename "$1"): |") \
+    >>"$TESSIVO_TEST_LEFTOVERS" 2>/dev/null
+fi
 rm -rf "$root"
 exit "$status"
