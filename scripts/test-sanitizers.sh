@@ -31,8 +31,8 @@ export ASAN_OPTIONS="detect_leaks=1:halt_on_error=1:check_initialization_order=1
 export LSAN_OPTIONS="suppressions=$root/tests/sanitizers/lsan.supp:print_suppressions=0"
 export UBSAN_OPTIONS="print_stacktrace=1:halt_on_error=1"
 
-export XDG_RUNTIME_DIR=${XDG_RUNTIME_DIR:-$(mktemp -d)}
-chmod 700 "$XDG_RUNTIME_DIR"
+# Each test makes its own home, temporary and runtime folders
+# (tests/isolate.sh).
 export QT_QPA_PLATFORM=offscreen
 
 if [ -z "${TESSIVO_TEST_POSTGRES_URL:-}" ]; then

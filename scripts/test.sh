@@ -16,8 +16,8 @@ root=$PWD
 scripts/install-deps.sh
 scripts/build.sh
 build_dir=${TESSIVO_BUILD_DIR:-build}
-export XDG_RUNTIME_DIR=${XDG_RUNTIME_DIR:-$(mktemp -d)}
-chmod 700 "$XDG_RUNTIME_DIR"
+# Each test makes its own home, temporary and runtime folders
+# (tests/isolate.sh).
 export QT_QPA_PLATFORM=offscreen
 
 soak_pid=

@@ -25,6 +25,7 @@
 #include <QPainter>
 #include <QSignalSpy>
 #include <QStandardPaths>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTimer>
 #include <QVideoFrame>
@@ -198,6 +199,7 @@ class VideoReportTest : public QObject
 {
     Q_OBJECT
     test::TemporaryDefaults m_defaults;
+    QTemporaryDir m_scratch; // movies made by the tests themselves
     std::unique_ptr<AnimatedWindow> m_host;
     QString m_recording4s; // a real recording of about 4 s, kept aside
     QString m_previous10s; // a synthetic 10 s segment
@@ -253,10 +255,9 @@ void VideoReportTest::initTestCase()
     QVERIFY(written.wait(10000));
     m_host->setAnimating(false);
 
-    const QString stash = QDir::tempPath() + "/tst_videoreport-" + QString::number(QCoreApplication::applicationPid());
-    QVERIFY(QDir().mkpath(stash));
-    m_recording4s = stash + "/recording4s.mov";
-    m_previous10s = stash + "/previous10s.mov";
+    QVERIFY(m_scratch.isValid());
+    m_recording4s = m_scratch.filePath("recording4s.mov");
+    m_previous10s = m_scratch.filePath("previous10s.mov");
     QFile::remove(m_recording4s);
     QVERIFY(QFile::copy(pathOf(manager().recordingFileURL()), m_recording4s));
     m_recordingInfo = test::probeMovie(m_recording4s);
@@ -354,7 +355,7 @@ void VideoReportTest::videoOptionChoosesJoinCutOrTheSegmentItself()
         double expectedDuration;
     };
     // 350 frames: the cut starts inside a group of pictures.
-    const QString twelve = QDir::tempPath() + "/tst_videoreport-12s.mov";
+    const QString twelve = m_scratch.filePath("12s.mov");
     QVERIFY(writeMovie(twelve, {320, 240}, 350));
     const QList<Case> cases = {
         {"4 s alone", m_recording4s, false, false, m_recordingInfo.duration},
@@ -403,7 +404,7 @@ void VideoReportTest::mergedReportIsCardVideoCard()
     QVERIFY(waitForURL([&](auto done) {
         manager().mergeVideos(manager().recordedFileURL(), manager().recordingFileURL(), false, 10.0f, done);
     }));
-    const QString final = QDir::tempPath() + "/tst_videoreport-final.mov";
+    const QString final = m_scratch.filePath("final.mov");
     QFile::remove(final);
     QVERIFY(QFile::copy(pathOf(manager().finalFileURL()), final));
     // The video is the one handed over: "finalVideo", then the recording.
@@ -473,7 +474,7 @@ void VideoReportTest::missingEmptyAndBrokenRecordings()
     // nothing was recorded.
     UserDefaults::standard().setBool(true, "userAllowedRecordingKey");
     const QString noActivity = "There has been no activity to record since enabling recording screen.";
-    const QString empty = QDir::tempPath() + "/tst_videoreport-empty.mov";
+    const QString empty = m_scratch.filePath("empty.mov");
     QVERIFY(writeMovie(empty, {320, 240}, 0));
     QFile source(m_recording4s);
     QVERIFY(source.open(QIODevice::ReadOnly));
@@ -546,7 +547,7 @@ void VideoReportTest::segmentsOfDifferentSizesStillJoin()
 {
     // The window was resized between two segments: the join re-encodes to
     // the newer size instead of failing.
-    const QString wide = QDir::tempPath() + "/tst_videoreport-wide.mov";
+    const QString wide = m_scratch.filePath("wide.mov");
     QVERIFY(writeMovie(wide, {400, 240}, 120));
     place(m_previous10s, manager().recordedFileURL());
     place(wide, manager().recordingFileURL());
