@@ -94,7 +94,7 @@ void finishReport(tessivo::CaptureMananger *manager)
             QImage card(320, 240, QImage::Format_RGB32);
             card.fill(Qt::white);
             manager->makeMetadataVideo(
-                card, [](const QUrl &url) {
+                card, editor->videoFileURL, [](const QUrl &url) {
                     say(QStringLiteral("report ") + url.toLocalFile());
                     QApplication::quit();
                 },
