@@ -190,8 +190,7 @@ AlertController *EditorViewController::showAlert(const QString &title, const QSt
 {
     auto *alert = new AlertController(title, message, AlertControllerStyle::alert);
     anchorToCentre(alert, this);
-    present(alert, true);
-    if (presentedViewController() != alert) {
+    if (!present(alert, true)) {
         delete alert;
         return nullptr;
     }
@@ -217,8 +216,7 @@ void EditorViewController::confirmQuit(const std::optional<QImage> &image, const
                 self->openNotePanel(self);
         });
     anchorToCentre(sheet, this);
-    present(sheet, true);
-    if (presentedViewController() != sheet)
+    if (!present(sheet, true))
         delete sheet;
 }
 
@@ -253,8 +251,7 @@ void EditorViewController::sendFeedback(const std::optional<QImage> &image, cons
     });
     m_alertController = prompt;
     anchorToCentre(prompt, this);
-    present(prompt, true);
-    if (presentedViewController() != prompt)
+    if (!present(prompt, true))
         delete prompt;
 }
 
@@ -326,8 +323,7 @@ void EditorViewController::deliverToShareSheet(const Report &report)
         if (closeAfter)
             self->closeEditor();
     });
-    present(sheet, true);
-    if (presentedViewController() != sheet) {
+    if (!present(sheet, true)) {
         delete sheet;
         setDelivering(false);
     }

@@ -225,21 +225,21 @@ void ViewController::changeEvent(QEvent *event)
 
 // Presentation --------------------------------------------------------------
 
-void ViewController::present(ViewController *controller, bool animated,
+bool ViewController::present(ViewController *controller, bool animated,
                              std::function<void()> completion)
 {
     if (!controller || controller == this)
-        return;
+        return false;
     if (m_presented && m_presented->m_beingDismissed) {
         m_waitingPresentations.append({controller, animated, std::move(completion)});
-        return;
+        return true;
     }
     if (m_presented) {
         consolePrint(QStringLiteral("Attempt to present %1 on %2 which is already presenting %3")
                          .arg(className(controller), className(this), className(m_presented)));
         if (!controller->parentWidget())
             controller->deleteLater();
-        return;
+        return false;
     }
     QWidget *host = window();
     if (!isInWindow() || !host) {
@@ -247,7 +247,7 @@ void ViewController::present(ViewController *controller, bool animated,
                          .arg(className(controller), className(this)));
         if (!controller->parentWidget())
             controller->deleteLater();
-        return;
+        return false;
     }
 
     // Set-up runs before the controller is part of the window, so that it
@@ -283,6 +283,7 @@ void ViewController::present(ViewController *controller, bool animated,
         animateTransition(controller, true, std::move(finish));
     else
         dispatchMain(std::move(finish));
+    return true;
 }
 
 void ViewController::attachOverlay(QWidget *window)

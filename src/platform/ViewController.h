@@ -59,8 +59,9 @@ public:
     /// the completion never runs) when this controller is not in a shown
     /// window or already presents another controller. While the controller
     /// it presents is being dismissed, the presentation waits until that
-    /// dismissal has finished.
-    void present(ViewController *controller, bool animated,
+    /// dismissal has finished. Returns whether the controller was taken:
+    /// presented now, or waiting for that dismissal.
+    bool present(ViewController *controller, bool animated,
                  std::function<void()> completion = {});
     /// Dismisses the controller this one presents (with everything it
     /// presents in turn) or, when it presents nothing, this controller
