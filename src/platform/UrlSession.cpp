@@ -2,7 +2,11 @@
 
 #include "platform/HttpTransfers.h"
 
+#include <QCoreApplication>
+#include <QPointer>
 #include <QThread>
+
+#include <mutex>
 
 namespace tessivo {
 namespace {
@@ -90,10 +94,69 @@ struct UrlSession::Private {
     QThread ownThread;                   // the shared session's network thread
     QThread *thread = nullptr;           // the thread completions run on
     bool isShared = false;
-    QObject *context = nullptr;          // lives on the network thread
-    HttpTransfers *transfers = nullptr;  // made on the network thread: this session's
-                                         // connections and cookies
+    std::mutex startLock;                // the shared session's start and stop
+    bool stopsWithApplication = false;
+    QObject *root = nullptr;             // the shared session's: on the network thread,
+                                         // the ancestor of every session's context
+    QPointer<QObject> context;           // on the network thread: owns this session's
+    HttpTransfers *transfers = nullptr;  // transfers (its connections and cookies)
+
+    QObject *ensureStarted();
+    void stop();
+    static void stopShared();
 };
+
+// The application object is going away: its post routines run while it
+// still delivers events, so the network thread can take its curl engines
+// apart on its own thread. After it is gone, events are no longer delivered
+// and a deferred delete would never happen.
+void UrlSession::Private::stopShared()
+{
+    shared().d->stop();
+}
+
+QObject *UrlSession::Private::ensureStarted()
+{
+    std::lock_guard lock(startLock);
+    if (!root) {
+        root = new QObject;
+        root->moveToThread(&ownThread);
+        context = root;
+        ownThread.start();
+    }
+    // Registered again for each application object (its post routines are
+    // called once), as soon as there is one.
+    if (!stopsWithApplication && QCoreApplication::instance()) {
+        qAddPostRoutine(stopShared);
+        stopsWithApplication = true;
+    }
+    return root;
+}
+
+void UrlSession::Private::stop()
+{
+    QObject *doomed = nullptr;
+    {
+        std::lock_guard lock(startLock);
+        std::swap(doomed, root);
+        stopsWithApplication = false;
+    }
+    if (!doomed)
+        return;
+    // Every session's context is a child of the root: deleting it on its
+    // thread closes every connection and frees every curl handle.
+    auto takeApart = [this, doomed] {
+        transfers = nullptr;
+        delete doomed;
+    };
+    if (QThread::currentThread() == &ownThread)
+        takeApart();
+    else
+        QMetaObject::invokeMethod(doomed, takeApart, Qt::BlockingQueuedConnection);
+    ownThread.quit();
+    if (QThread::currentThread() != &ownThread)
+        ownThread.wait();
+}
 
 UrlSession &UrlSession::shared()
 {
@@ -111,29 +174,32 @@ UrlSession::UrlSession(SharedTag) : d(std::make_unique<Private>())
     d->isShared = true;
     d->thread = &d->ownThread;
     d->ownThread.setObjectName(QStringLiteral("tessivo.network"));
-    d->context = new QObject;
-    d->context->moveToThread(&d->ownThread);
-    QObject::connect(&d->ownThread, &QThread::finished, d->context, &QObject::deleteLater);
-    d->ownThread.start();
+    d->ensureStarted();
 }
 
 UrlSession::UrlSession(MadeTag) : d(std::make_unique<Private>())
 {
-    d->thread = shared().thread();
-    d->context = new QObject;
-    d->context->moveToThread(d->thread);
+    Private *sharedSession = shared().d.get();
+    d->thread = &sharedSession->ownThread;
+    QObject *root = sharedSession->ensureStarted();
+    auto makeContext = [this, root] { d->context = new QObject(root); };
+    if (QThread::currentThread() == d->thread)
+        makeContext();
+    else
+        QMetaObject::invokeMethod(root, makeContext, Qt::BlockingQueuedConnection);
 }
 
 UrlSession::~UrlSession()
 {
     if (d->isShared) {
-        d->ownThread.quit();
-        d->ownThread.wait(2000);
+        d->stop();
         return;
     }
-    // The context owns this session's transfers; it goes on its own
-    // thread (deleteLater is safe from any thread).
-    d->context->deleteLater();
+    // The context owns this session's transfers; it goes on its own thread
+    // (deleteLater is safe from any thread). It is gone already when the
+    // shared session stopped first.
+    if (QObject *context = d->context)
+        context->deleteLater();
 }
 
 QThread *UrlSession::thread() const
@@ -155,7 +221,8 @@ void UrlSession::dataTask(const UrlRequest &request, DataTaskCompletion completi
     // A made session is kept alive by its tasks in flight (the shared one
     // lives for the process).
     std::shared_ptr<UrlSession> keepAlive = weak_from_this().lock();
-    QMetaObject::invokeMethod(p->context, [p, keepAlive, request, completion = std::move(completion)]() {
+    QObject *context = p->isShared ? p->ensureStarted() : p->context.data();
+    QMetaObject::invokeMethod(context, [p, keepAlive, request, completion = std::move(completion)]() {
         if (!p->transfers)
             p->transfers = new HttpTransfers(p->context);
         p->transfers->start(request, [keepAlive, completion](std::optional<QByteArray> data,
