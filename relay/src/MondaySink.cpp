@@ -6,9 +6,6 @@
 #include <QJsonArray>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QNetworkAccessManager>
-#include <QNetworkReply>
-#include <QNetworkRequest>
 #include <QRegularExpression>
 
 namespace relay {
@@ -16,14 +13,9 @@ namespace {
 
 const QByteArray kApiVersion = "2024-10";
 
-QNetworkRequest requestFor(const QString &url, const Product &product, int timeoutMs)
+UpstreamClient::Headers headersFor(const Product &product, const QByteArray &contentType)
 {
-    QNetworkRequest request{QUrl(url)};
-    request.setTransferTimeout(timeoutMs);
-    request.setRawHeader("Authorization", product.apiToken.toUtf8());
-    request.setRawHeader("API-Version", kApiVersion);
-    request.setAttribute(QNetworkRequest::RedirectPolicyAttribute, QNetworkRequest::NoLessSafeRedirectPolicy);
-    return request;
+    return {{"Authorization", product.apiToken.toUtf8()}, {"API-Version", kApiVersion}, {"Content-Type", contentType}};
 }
 
 QString shortText(QString text)
@@ -34,8 +26,8 @@ QString shortText(QString text)
 
 } // namespace
 
-MondaySink::MondaySink(QNetworkAccessManager *network, QString apiUrl, QString fileUrl, int timeoutMs)
-    : m_network(network), m_apiUrl(std::move(apiUrl)), m_fileUrl(std::move(fileUrl)), m_timeoutMs(timeoutMs)
+MondaySink::MondaySink(UpstreamClient *upstream, QString apiUrl, QString fileUrl)
+    : m_upstream(upstream), m_apiUrl(std::move(apiUrl)), m_fileUrl(std::move(fileUrl))
 {
 }
 
@@ -47,8 +39,6 @@ bool MondaySink::isSafeId(const QString &id)
 
 void MondaySink::createItem(const Product &product, const QString &itemName, std::function<void(MondayResult)> done)
 {
-    QNetworkRequest request = requestFor(m_apiUrl, product, m_timeoutMs);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
     const QJsonObject body{
         {QStringLiteral("query"),
          QStringLiteral("mutation ($board: ID!, $group: String!, $name: String!) "
@@ -58,23 +48,21 @@ void MondaySink::createItem(const Product &product, const QString &itemName, std
                      {QStringLiteral("group"), product.groupId},
                      {QStringLiteral("name"), itemName}}},
     };
-    QNetworkReply *reply = m_network->post(request, QJsonDocument(body).toJson(QJsonDocument::Compact));
-    finish(reply, "create_item", std::move(done));
+    post(m_apiUrl, headersFor(product, "application/json"), QJsonDocument(body).toJson(QJsonDocument::Compact),
+         "create_item", std::move(done));
 }
 
 void MondaySink::createUpdate(const Product &product, const QString &itemId, const QString &text,
                               std::function<void(MondayResult)> done)
 {
-    QNetworkRequest request = requestFor(m_apiUrl, product, m_timeoutMs);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, QByteArrayLiteral("application/json"));
     const QJsonObject body{
         {QStringLiteral("query"),
          QStringLiteral("mutation ($item: ID!, $body: String!) { create_update (item_id: $item, body: $body) { id } }")},
         {QStringLiteral("variables"),
          QJsonObject{{QStringLiteral("item"), itemId}, {QStringLiteral("body"), updateBodyFor(text)}}},
     };
-    QNetworkReply *reply = m_network->post(request, QJsonDocument(body).toJson(QJsonDocument::Compact));
-    finish(reply, "create_update", std::move(done));
+    post(m_apiUrl, headersFor(product, "application/json"), QJsonDocument(body).toJson(QJsonDocument::Compact),
+         "create_update", std::move(done));
 }
 
 QString MondaySink::itemNameFor(const QString &text)
@@ -100,8 +88,6 @@ void MondaySink::addFile(const Product &product, const QString &itemId, const QS
         return;
     }
     const QByteArray boundary = "relay-" + randomHex(16).toLatin1();
-    QNetworkRequest request = requestFor(m_fileUrl, product, m_timeoutMs);
-    request.setHeader(QNetworkRequest::ContentTypeHeader, "multipart/form-data; boundary=" + boundary);
     const QByteArray query = "mutation ($file: File!) { add_file_to_column (item_id: " + itemId.toLatin1()
         + ", column_id: \"" + product.fileColumnId.toLatin1() + "\", file: $file) { id } }";
     QByteArray safeName = fileName.toUtf8();
@@ -112,24 +98,23 @@ void MondaySink::addFile(const Product &product, const QString &itemId, const QS
         + safeName + "\"\r\nContent-Type: " + (mimeType.isEmpty() ? QByteArray("application/octet-stream") : mimeType)
         + "\r\n\r\n" + data + "\r\n";
     body += "--" + boundary + "--\r\n";
-    QNetworkReply *reply = m_network->post(request, body);
-    finish(reply, "add_file_to_column", std::move(done));
+    post(m_fileUrl, headersFor(product, "multipart/form-data; boundary=" + boundary), body, "add_file_to_column",
+         std::move(done));
 }
 
-void MondaySink::finish(QNetworkReply *reply, const char *field, std::function<void(MondayResult)> done)
+void MondaySink::post(const QString &url, const UpstreamClient::Headers &headers, const QByteArray &body,
+                      const char *field, std::function<void(MondayResult)> done)
 {
-    QObject::connect(reply, &QNetworkReply::finished, reply, [reply, field, done = std::move(done)] {
-        reply->deleteLater();
-        const QVariant status = reply->attribute(QNetworkRequest::HttpStatusCodeAttribute);
-        if (!status.isValid()) {
-            const bool timedOut = reply->error() == QNetworkReply::OperationCanceledError
-                || reply->error() == QNetworkReply::TimeoutError;
-            done({false, {}, timedOut ? QStringLiteral("UPSTREAM_TIMEOUT") : QStringLiteral("UPSTREAM_UNREACHABLE"),
-                  timedOut ? QStringLiteral("monday did not answer in time")
-                           : QStringLiteral("monday could not be reached (network error %1)").arg(int(reply->error()))});
-            return;
+    m_upstream->post(url, headers, body, [field, done = std::move(done)](const UpstreamAnswer &answer) {
+        switch (answer.failure) {
+        case UpstreamAnswer::Failure::timedOut:
+            return done({false, {}, QStringLiteral("UPSTREAM_TIMEOUT"), QStringLiteral("monday did not answer in time")});
+        case UpstreamAnswer::Failure::unreachable:
+            return done({false, {}, QStringLiteral("UPSTREAM_UNREACHABLE"),
+                         QStringLiteral("monday could not be reached (%1)").arg(answer.error)});
+        case UpstreamAnswer::Failure::none:
+            return done(readAnswer(answer.status, answer.body, field));
         }
-        done(readAnswer(status.toInt(), reply->readAll(), field));
     });
 }
 

@@ -6,14 +6,12 @@
 #pragma once
 
 #include "ProductStore.h"
+#include "UpstreamClient.h"
 
 #include <QByteArray>
 #include <QString>
 
 #include <functional>
-
-class QNetworkAccessManager;
-class QNetworkReply;
 
 namespace relay {
 
@@ -27,7 +25,7 @@ struct MondayResult {
 class MondaySink
 {
 public:
-    MondaySink(QNetworkAccessManager *network, QString apiUrl, QString fileUrl, int timeoutMs);
+    MondaySink(UpstreamClient *upstream, QString apiUrl, QString fileUrl);
 
     /// The longest item name monday takes, in characters.
     static constexpr int kMaxItemNameLength = 255;
@@ -54,12 +52,12 @@ public:
     static MondayResult readAnswer(int httpStatus, const QByteArray &body, const char *field);
 
 private:
-    void finish(QNetworkReply *reply, const char *field, std::function<void(MondayResult)> done);
+    void post(const QString &url, const UpstreamClient::Headers &headers, const QByteArray &body, const char *field,
+              std::function<void(MondayResult)> done);
 
-    QNetworkAccessManager *m_network;
+    UpstreamClient *m_upstream;
     QString m_apiUrl;
     QString m_fileUrl;
-    int m_timeoutMs;
 };
 
 } // namespace relay

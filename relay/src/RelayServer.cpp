@@ -5,6 +5,7 @@
 #include "InboxPage.h"
 #include "Log.h"
 #include "MondaySink.h"
+#include "UpstreamClient.h"
 #include "RandomId.h"
 #include "ReportService.h"
 
@@ -13,7 +14,6 @@
 #include <QHttpServerResponder>
 #include <QJsonDocument>
 #include <QJsonObject>
-#include <QNetworkAccessManager>
 #include <QTimer>
 
 namespace relay {
@@ -66,8 +66,8 @@ RelayServer::RelayServer(RelayConfig config, QObject *parent)
 RelayServer::~RelayServer()
 {
     // Upstream replies are aborted while the stores still exist.
-    delete m_network;
-    m_network = nullptr;
+    delete m_upstream;
+    m_upstream = nullptr;
     delete m_http;
     m_http = nullptr;
 }
@@ -89,9 +89,8 @@ bool RelayServer::start(QString *error)
         *error = QStringLiteral("the inbox admin token could not be stored");
         return false;
     }
-    m_network = new QNetworkAccessManager(this);
-    m_monday = std::make_unique<MondaySink>(m_network, m_config.mondayApiUrl, m_config.mondayFileUrl,
-                                            m_config.upstreamTimeoutMs);
+    m_upstream = new UpstreamClient(m_config.upstreamTimeoutMs, this);
+    m_monday = std::make_unique<MondaySink>(m_upstream, m_config.mondayApiUrl, m_config.mondayFileUrl);
     m_reports = std::make_unique<ReportService>(m_config, m_products, m_items, *m_monday, m_productLimiter);
     m_inbox = std::make_unique<InboxPage>(m_items, m_products, m_adminToken);
 

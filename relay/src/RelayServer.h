@@ -16,7 +16,6 @@
 
 class QHttpServer;
 class QHttpServerRequest;
-class QNetworkAccessManager;
 
 namespace relay {
 
@@ -25,6 +24,7 @@ class GuardedTcpServer;
 class InboxPage;
 class MondaySink;
 class ReportService;
+class UpstreamClient;
 
 class RelayServer : public QObject
 {
@@ -66,7 +66,7 @@ private:
     RateLimiter m_clientLimiter;
     RateLimiter m_productLimiter;
     QString m_adminToken;
-    QNetworkAccessManager *m_network = nullptr;
+    UpstreamClient *m_upstream = nullptr;
     std::unique_ptr<MondaySink> m_monday;
     std::unique_ptr<ReportService> m_reports;
     std::unique_ptr<InboxPage> m_inbox;

@@ -3,6 +3,8 @@
 // on PostgreSQL with TESSIVO_RELAY_TEST_BACKEND=postgres.
 #include "RelayTestSupport.h"
 
+#include "HangUpServer.h"
+
 #include "Log.h"
 #include "RelayServer.h"
 
@@ -356,6 +358,36 @@ private Q_SLOTS:
         QVERIFY(m_log->contains(QStringLiteral("monday: create_item failed for product ")));
         QVERIFY(m_log->contains(code));
         QCOMPARE(m_relay->items().count(), 0);
+    }
+
+    // monday hangs up without answering: the relay reports it and never
+    // sends the mutation again, on a fresh or on a kept-alive connection.
+    void mondayHangUpIsNotResent_data()
+    {
+        QTest::addColumn<bool>("file");
+        QTest::newRow("create_item") << false;
+        QTest::newRow("add_file_to_column, after an answered call") << true;
+    }
+    void mondayHangUpIsNotResent()
+    {
+        QFETCH(bool, file);
+        tessivo::test::HangUpServer monday;
+        RelayConfig config = baseConfig();
+        config.mondayApiUrl = monday.baseUrl() + QStringLiteral("/v2");
+        config.mondayFileUrl = monday.baseUrl() + QStringLiteral("/v2/file");
+        m_relay.reset();
+        QVERIFY(startRelay(config));
+        const Product p = addProduct(QStringLiteral("com.example.monday"), true);
+        if (file) {
+            monday.answerNext(1, R"({"data":{"create_item":{"id":"42"}}})");
+            QCOMPARE(addItem(p.id, "{\"item_name\":\"x\"}").status, 200);
+            monday.clear();
+        }
+        const Reply r = file ? upload(p.id, "DATA") : addItem(p.id, "{\"item_name\":\"x\"}");
+        QCOMPARE(r.status, 502);
+        QCOMPARE(json(r.body).value(QStringLiteral("code")).toString(), QStringLiteral("UPSTREAM_UNREACHABLE"));
+        QTest::qWait(300); // a resend would arrive by now
+        QCOMPARE(monday.received().size(), 1);
     }
 
     void mondayFileErrorIsReported()
