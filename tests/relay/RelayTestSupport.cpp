@@ -244,4 +244,80 @@ bool TestDatabase::wipePostgres(QString *error)
     return ok;
 }
 
+relay::RelayConfig RelayTestBase::defaultConfig() const
+{
+    relay::RelayConfig c;
+    c.port = 0;
+    c.dataDir = m_dir->path();
+    if (TestDatabase::wantsPostgres())
+        c.databaseUrl = TestDatabase::postgresUrl();
+    c.mondayApiUrl = m_monday->apiUrl();
+    c.mondayFileUrl = m_monday->fileUrl();
+    return c;
+}
+
+bool RelayTestBase::postgresMissing()
+{
+    return TestDatabase::wantsPostgres() && TestDatabase::postgresUrl().isEmpty();
+}
+
+bool RelayTestBase::setUpRelay(const std::function<void(relay::RelayConfig &)> &adjust)
+{
+    if (TestDatabase::wantsPostgres()) {
+        QString error;
+        if (!TestDatabase::wipePostgres(&error)) {
+            qWarning("cannot wipe the test database: %s", qPrintable(error));
+            return false;
+        }
+    }
+    m_dir = std::make_unique<QTemporaryDir>();
+    m_monday = std::make_unique<StandInMonday>();
+    m_log = std::make_unique<LogCapture>();
+    relay::RelayConfig config = defaultConfig();
+    if (adjust)
+        adjust(config);
+    return startRelay(config);
+}
+
+bool RelayTestBase::startRelay(const relay::RelayConfig &config)
+{
+    m_relay = std::make_unique<relay::RelayServer>(config);
+    QString error;
+    const bool ok = m_relay->start(&error);
+    if (!ok)
+        qWarning("relay start failed: %s", qPrintable(error));
+    return ok;
+}
+
+void RelayTestBase::tearDownRelay()
+{
+    m_relay.reset();
+    m_log.reset();
+    m_monday.reset();
+    m_dir.reset();
+}
+
+QString RelayTestBase::url(const QString &pathAndQuery) const
+{
+    return QStringLiteral("http://127.0.0.1:%1%2").arg(m_relay->port()).arg(pathAndQuery);
+}
+
+relay::Product RelayTestBase::addProduct(const QString &bundleId, bool monday, const QString &mondayToken)
+{
+    relay::Product p;
+    p.bundleId = bundleId;
+    if (monday) {
+        p.sink = QStringLiteral("monday");
+        p.apiToken = mondayToken;
+        p.boardId = QStringLiteral("1234567");
+        p.groupId = QStringLiteral("topics");
+        p.fileColumnId = QStringLiteral("files");
+    }
+    QString error;
+    const auto added = m_relay->products().add(p, &error);
+    if (!added)
+        qFatal("cannot add a product: %s", qPrintable(error));
+    return *added;
+}
+
 } // namespace relaytest

@@ -15,7 +15,12 @@
 #include <QTemporaryDir>
 #include <QTcpServer>
 
+#include <functional>
 #include <memory>
+
+#include "ProductStore.h"
+#include "RelayConfig.h"
+#include "RelayServer.h"
 
 namespace relaytest {
 
@@ -104,6 +109,32 @@ struct TestDatabase {
     static QString postgresUrl();
     /// Empties the PostgreSQL database (drops the relay's tables).
     static bool wipePostgres(QString *error);
+};
+
+/// The fixture of the tests that run a relay in-process: a data folder, the
+/// stand-in monday API, the log and the relay, made anew for each test.
+class RelayTestBase : public QObject
+{
+protected:
+    std::unique_ptr<QTemporaryDir> m_dir;
+    std::unique_ptr<StandInMonday> m_monday;
+    std::unique_ptr<LogCapture> m_log;
+    std::unique_ptr<relay::RelayServer> m_relay;
+    HttpClient m_http;
+
+    /// The defaults, but for where the relay listens, keeps its data and
+    /// finds monday.
+    relay::RelayConfig defaultConfig() const;
+    /// Makes the fixture and starts a relay with defaultConfig(), changed by
+    /// `adjust` if given; false when the relay did not start.
+    bool setUpRelay(const std::function<void(relay::RelayConfig &)> &adjust = {});
+    bool startRelay(const relay::RelayConfig &config);
+    void tearDownRelay();
+    /// Skips the test on PostgreSQL runs without a server.
+    static bool postgresMissing();
+
+    QString url(const QString &pathAndQuery) const;
+    relay::Product addProduct(const QString &bundleId, bool monday, const QString &mondayToken);
 };
 
 } // namespace relaytest

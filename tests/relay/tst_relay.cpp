@@ -61,63 +61,29 @@ std::optional<QString> kitReadsProductId(const QByteArray &body)
 
 } // namespace
 
-class TestRelay : public QObject
+class TestRelay : public RelayTestBase
 {
     Q_OBJECT
 
 private:
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<StandInMonday> m_monday;
-    std::unique_ptr<RelayServer> m_relay;
-    std::unique_ptr<LogCapture> m_log;
-    HttpClient m_http;
-
-    RelayConfig baseConfig() const
+    // Short limits, so that the tests reach them quickly.
+    static void withTestLimits(RelayConfig &c)
     {
-        RelayConfig c;
-        c.port = 0;
-        c.dataDir = m_dir->path();
-        if (TestDatabase::wantsPostgres())
-            c.databaseUrl = TestDatabase::postgresUrl();
-        c.mondayApiUrl = m_monday->apiUrl();
-        c.mondayFileUrl = m_monday->fileUrl();
         c.upstreamTimeoutMs = 2000;
         c.maxBodyBytes = 256 * 1024;
         c.maxItemNameLength = 300;
+    }
+
+    RelayConfig baseConfig() const
+    {
+        RelayConfig c = defaultConfig();
+        withTestLimits(c);
         return c;
-    }
-
-    bool startRelay(const RelayConfig &config)
-    {
-        m_relay = std::make_unique<RelayServer>(config);
-        QString error;
-        const bool ok = m_relay->start(&error);
-        if (!ok)
-            qWarning("relay start failed: %s", qPrintable(error));
-        return ok;
-    }
-
-    QString url(const QString &pathAndQuery) const
-    {
-        return QStringLiteral("http://127.0.0.1:%1%2").arg(m_relay->port()).arg(pathAndQuery);
     }
 
     Product addProduct(const QString &bundleId, bool monday)
     {
-        Product p;
-        p.bundleId = bundleId;
-        if (monday) {
-            p.sink = QStringLiteral("monday");
-            p.apiToken = kMondayToken;
-            p.boardId = QStringLiteral("1234567");
-            p.groupId = QStringLiteral("topics");
-            p.fileColumnId = QStringLiteral("files");
-        }
-        QString error;
-        const auto added = m_relay->products().add(p, &error);
-        if (!added)
-            qFatal("cannot add a product: %s", qPrintable(error));
-        return *added;
+        return RelayTestBase::addProduct(bundleId, monday, kMondayToken);
     }
 
     Reply addItem(const QString &productId, const QByteArray &body)
@@ -144,21 +110,14 @@ private:
 private Q_SLOTS:
     void initTestCase()
     {
-        if (TestDatabase::wantsPostgres() && TestDatabase::postgresUrl().isEmpty())
+        if (postgresMissing())
             QSKIP("No PostgreSQL server given: set TESSIVO_TEST_POSTGRES_URL (scripts/ci-postgres.sh starts one) "
                   "to run the relay tests on PostgreSQL.");
     }
 
     void init()
     {
-        if (TestDatabase::wantsPostgres()) {
-            QString error;
-            QVERIFY2(TestDatabase::wipePostgres(&error), qPrintable(error));
-        }
-        m_dir = std::make_unique<QTemporaryDir>();
-        m_monday = std::make_unique<StandInMonday>();
-        m_log = std::make_unique<LogCapture>();
-        QVERIFY(startRelay(baseConfig()));
+        QVERIFY(setUpRelay(withTestLimits));
     }
 
     void cleanup()
@@ -172,10 +131,7 @@ private Q_SLOTS:
                     QVERIFY2(!line.contains(p.id), qPrintable(line));
             }
         }
-        m_relay.reset();
-        m_log.reset();
-        m_monday.reset();
-        m_dir.reset();
+        tearDownRelay();
     }
 
     void healthz()

@@ -55,38 +55,16 @@ QJsonObject variables(const StandInMonday::Call &call)
 
 } // namespace
 
-class TestRelayItemNames : public QObject
+class TestRelayItemNames : public RelayTestBase
 {
     Q_OBJECT
 
 private:
-    std::unique_ptr<QTemporaryDir> m_dir;
-    std::unique_ptr<StandInMonday> m_monday;
-    std::unique_ptr<LogCapture> m_log;
-    std::unique_ptr<RelayServer> m_relay;
-    HttpClient m_http;
-
-    QString url(const QString &pathAndQuery) const
-    {
-        return QStringLiteral("http://127.0.0.1:%1%2").arg(m_relay->port()).arg(pathAndQuery);
-    }
-
     Product addProduct(bool monday)
     {
-        Product p;
-        p.bundleId = monday ? QStringLiteral("com.example.monday") : QStringLiteral("com.example.inbox");
-        if (monday) {
-            p.sink = QStringLiteral("monday");
-            p.apiToken = QStringLiteral("monday-token");
-            p.boardId = QStringLiteral("1234567");
-            p.groupId = QStringLiteral("topics");
-            p.fileColumnId = QStringLiteral("files");
-        }
-        QString error;
-        const auto added = m_relay->products().add(p, &error);
-        if (!added)
-            qFatal("cannot add a product: %s", qPrintable(error));
-        return *added;
+        return RelayTestBase::addProduct(monday ? QStringLiteral("com.example.monday")
+                                                : QStringLiteral("com.example.inbox"),
+                                         monday, QStringLiteral("monday-token"));
     }
 
     Reply addItem(const QString &productId, const QString &name)
@@ -108,40 +86,13 @@ private:
 private Q_SLOTS:
     void initTestCase()
     {
-        if (TestDatabase::wantsPostgres() && TestDatabase::postgresUrl().isEmpty())
+        if (postgresMissing())
             QSKIP("No PostgreSQL server given: set TESSIVO_TEST_POSTGRES_URL (scripts/ci-postgres.sh starts one).");
     }
 
-    void init()
-    {
-        if (TestDatabase::wantsPostgres()) {
-            QString error;
-            QVERIFY2(TestDatabase::wipePostgres(&error), qPrintable(error));
-        }
-        m_dir = std::make_unique<QTemporaryDir>();
-        m_monday = std::make_unique<StandInMonday>();
-        m_log = std::make_unique<LogCapture>();
-        // The defaults, but for where the relay listens, keeps its data and
-        // finds monday.
-        RelayConfig c;
-        c.port = 0;
-        c.dataDir = m_dir->path();
-        if (TestDatabase::wantsPostgres())
-            c.databaseUrl = TestDatabase::postgresUrl();
-        c.mondayApiUrl = m_monday->apiUrl();
-        c.mondayFileUrl = m_monday->fileUrl();
-        m_relay = std::make_unique<RelayServer>(c);
-        QString error;
-        QVERIFY2(m_relay->start(&error), qPrintable(error));
-    }
-
-    void cleanup()
-    {
-        m_relay.reset();
-        m_log.reset();
-        m_monday.reset();
-        m_dir.reset();
-    }
+    // The relay's defaults, for the length limits these tests are about.
+    void init() { QVERIFY(setUpRelay()); }
+    void cleanup() { tearDownRelay(); }
 
     void theInboxKeepsAndShowsTheWholeText()
     {
