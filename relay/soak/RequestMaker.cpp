@@ -138,13 +138,15 @@ QString RequestMaker::itemName()
                                    QStringLiteral("le texte"), QStringLiteral("画面"), QStringLiteral("🐞"),
                                    QStringLiteral("\"quoted\""), QStringLiteral("back\\slash"),
                                    QStringLiteral("line\nbreak"), QStringLiteral("<b>tag</b>")};
+    // Without a limit of the relay's own, long names are still made.
+    const int longest = m_limits.maxItemName > 0 ? m_limits.maxItemName : 1024;
     if (m_random.bounded(50) == 0)
-        return QString(m_limits.maxItemName, QChar(0xe9)); // exactly the longest name accepted
+        return QString(longest, QChar(0xe9)); // the longest name made (exactly the longest accepted)
     QString name = QStringLiteral("Report %1:").arg(m_random.bounded(1000000));
     const int count = m_random.bounded(1, 40);
     for (int i = 0; i < count; ++i)
         name += QLatin1Char(' ') + words.at(m_random.bounded(int(words.size())));
-    return name.left(m_limits.maxItemName);
+    return name.left(longest);
 }
 
 SoakRequest RequestMaker::addItem(int product, const QString &address, Wire wire)
@@ -205,7 +207,12 @@ SoakRequest RequestMaker::badItem(const QString &address, Wire wire)
     QByteArray body;
     QString variant;
     int status = 400;
-    switch (m_random.bounded(8)) {
+    // A name one character too long exists only when the relay has a limit.
+    const int variants = m_limits.maxItemName > 0 ? 8 : 7;
+    int pick = m_random.bounded(variants);
+    if (variants == 7 && pick >= 5)
+        ++pick;
+    switch (pick) {
     case 0: body = "{\"item_name\": "; variant = QStringLiteral("truncated JSON"); break;
     case 1: body = "[\"item_name\"]"; variant = QStringLiteral("not an object"); break;
     case 2: body = "{\"name\":\"x\"}"; variant = QStringLiteral("no item_name"); break;

@@ -15,7 +15,7 @@ namespace soak {
 struct RelayLimits {
     qint64 maxBodyBytes = 50 * 1024 * 1024;
     int maxHeaderBytes = 16 * 1024;
-    int maxItemName = 1024;
+    int maxItemName = 0; // characters; 0: no limit but the body's, as in the relay
     int clientRatePerMinute = 600;
     int clientBurst = 120;
     int idleTimeoutMs = 60000;
