@@ -8,6 +8,8 @@ packages=(
   qt6-base-dev qt6-base-dev-tools qt6-multimedia-dev qt6-svg-dev
   qt6-httpserver-dev qt6-websockets-dev libqt6sql6-sqlite
   qt6-qpa-plugins libgl-dev
+  # Masking private Qt Quick items, and its tests' QML
+  qt6-declarative-dev qml6-module-qtquick qml6-module-qtquick-window
   libavformat-dev libavcodec-dev libavutil-dev libswscale-dev ffmpeg
   # The URL session's HTTP engine
   libcurl4-openssl-dev

@@ -3,15 +3,20 @@
 // recording run with a reference run of the same window without recording.
 //
 //   bench_recording [--seconds N]        all scenarios, table on stdout
-//   bench_recording --run <fps> <record> <seconds>   one scenario, one JSON line
+//   bench_recording --run <fps> <record> <seconds> [<private>]   one scenario, one JSON line
+//
+// With <private> given, the window holds 20 labels over its cards, marked
+// private when it is 1: the masking scenario compares the two.
 #include "capture/CaptureMananger.h"
 #include "platform/Console.h"
+#include "platform/PrivacyMask.h"
 
 #include <QApplication>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QJsonDocument>
 #include <QJsonObject>
+#include <QLabel>
 #include <QLinearGradient>
 #include <QPainter>
 #include <QProcess>
@@ -23,6 +28,7 @@
 #include <sys/resource.h>
 #include <time.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <optional>
 
@@ -85,7 +91,19 @@ protected:
     }
 };
 
-int runScenario(int argc, char **argv, int fps, bool record, double seconds)
+/// GUI-thread CPU milliseconds that finding and filling `window`'s private
+/// areas takes on one frame of its size, over many frames.
+double maskCpuMs(QWidget &window)
+{
+    QImage frame(window.size() * window.devicePixelRatioF(), QImage::Format_ARGB32_Premultiplied);
+    constexpr int kRounds = 2000;
+    const double start = threadCpuSeconds();
+    for (int i = 0; i < kRounds; ++i)
+        PrivacyMask::apply(frame, &window);
+    return (threadCpuSeconds() - start) * 1000 / kRounds;
+}
+
+int runScenario(int argc, char **argv, int fps, bool record, double seconds, int privateLabels)
 {
     QApplication app(argc, argv);
     QCoreApplication::setApplicationName("bench_recording");
@@ -95,6 +113,14 @@ int runScenario(int argc, char **argv, int fps, bool record, double seconds)
 
     HostWindow window;
     window.resize(1920, 1080);
+    if (privateLabels >= 0) {
+        for (int i = 0; i < 20; ++i) {
+            auto *label = new QLabel(QStringLiteral("Account %1").arg(i), &window);
+            label->setGeometry(60 + (i % 5) * 360, 80 + (i / 5) * 240, 200, 30);
+            label->setStyleSheet(QStringLiteral("background: white;"));
+            PrivacyMask::setPrivate(label, privateLabels > 0);
+        }
+    }
     window.show();
     window.activateWindow();
     QTimer animation;
@@ -144,6 +170,8 @@ int runScenario(int argc, char **argv, int fps, bool record, double seconds)
             result["framesAppended"] = double(writer1.framesAppended - writer0.framesAppended);
             result["writerDropped"] = double(writer1.framesDropped - writer0.framesDropped);
             result["peakMiB"] = peakMemoryMiB();
+            if (privateLabels >= 0)
+                result["maskCpuMs"] = maskCpuMs(window);
             if (!manager) {
                 QCoreApplication::quit();
                 return;
@@ -160,14 +188,15 @@ int runScenario(int argc, char **argv, int fps, bool record, double seconds)
     return code;
 }
 
-QJsonObject runChild(const QString &self, int fps, bool record, double seconds)
+QJsonObject runChild(const QString &self, int fps, bool record, double seconds, int privateLabels = -1)
 {
     QProcess child;
     QProcessEnvironment env = QProcessEnvironment::systemEnvironment();
     if (!env.contains("QT_QPA_PLATFORM"))
         env.insert("QT_QPA_PLATFORM", "offscreen");
     child.setProcessEnvironment(env);
-    child.start(self, {"--run", QString::number(fps), record ? "1" : "0", QString::number(seconds)});
+    child.start(self, {"--run", QString::number(fps), record ? "1" : "0", QString::number(seconds),
+                       QString::number(privateLabels)});
     child.waitForFinished(int(seconds * 1000) + 60000);
     const QList<QByteArray> lines = child.readAllStandardOutput().trimmed().split('\n');
     return QJsonDocument::fromJson(lines.last()).object();
@@ -178,7 +207,7 @@ QJsonObject runChild(const QString &self, int fps, bool record, double seconds)
 int main(int argc, char **argv)
 {
     if (argc >= 5 && QByteArray(argv[1]) == "--run")
-        return runScenario(argc, argv, atoi(argv[2]), atoi(argv[3]) != 0, atof(argv[4]));
+        return runScenario(argc, argv, atoi(argv[2]), atoi(argv[3]) != 0, atof(argv[4]), argc >= 6 ? atoi(argv[5]) : -1);
 
     double seconds = 8;
     if (argc >= 3 && QByteArray(argv[1]) == "--seconds")
@@ -215,6 +244,28 @@ int main(int argc, char **argv)
             << QString::number(rec["peakMiB"].toDouble(), 'f', 0) << " (×"
             << QString::number(ref["peakMiB"].toDouble() > 0 ? rec["peakMiB"].toDouble() / ref["peakMiB"].toDouble() : 0, 'f', 2)
             << ") |\n";
+        out.flush();
+    }
+
+    // Masking: the same recording with 20 labels, unmarked, then private.
+    out << "\nMasking 20 private widgets, animating 30/s, recording\n\n";
+    out << "| labels | grab CPU ms per frame | GUI CPU s per recorded s | mask CPU ms per frame |\n";
+    out << "|---|---|---|---|\n";
+    double plainGrab = 0, plainGui = 0;
+    for (int marked : {0, 1}) {
+        const QJsonObject rec = runChild(self, 30, true, seconds, marked);
+        const double frames = std::max(1.0, rec["framesCaptured"].toDouble());
+        const double grab = rec["grabCpuMs"].toDouble() / frames;
+        const double gui = rec["guiCpuSeconds"].toDouble() / rec["wallSeconds"].toDouble();
+        out << "| " << (marked ? "private" : "not private") << " | " << QString::number(grab, 'f', 3);
+        if (marked && plainGrab > 0)
+            out << " (×" << QString::number(grab / plainGrab, 'f', 2) << ")";
+        out << " | " << QString::number(gui, 'f', 4);
+        if (marked && plainGui > 0)
+            out << " (×" << QString::number(gui / plainGui, 'f', 2) << ")";
+        out << " | " << QString::number(rec["maskCpuMs"].toDouble(), 'f', 4) << " |\n";
+        plainGrab = grab;
+        plainGui = gui;
         out.flush();
     }
     return 0;

@@ -9,6 +9,7 @@
 #include "platform/ContentView.h"
 #include "platform/Dispatch.h"
 #include "platform/Layer.h"
+#include "platform/PrivacyMask.h"
 #include "platform/Storyboard.h"
 #include "platform/TapGestureRecognizer.h"
 #include "platform/UserDefaults.h"
@@ -110,7 +111,8 @@ void SelectOptionViewController::viewDidLoad()
         m_screenshot.reset();
         return;
     }
-    const QImage image = key->grab().toImage();
+    QImage image = key->grab().toImage();
+    PrivacyMask::apply(image, key);
     m_screenshot = image.isNull() ? QImage() : image;
 }
 

@@ -5,6 +5,7 @@
 #include "platform/Bundle.h"
 #include "platform/SwipeGestureRecognizer.h"
 #include "platform/Dispatch.h"
+#include "platform/PrivacyMask.h"
 #include "platform/ViewController.h"
 #include "sharing/MondayManager.h"
 
@@ -144,6 +145,11 @@ void TessivoKit::setProductId(std::optional<QString> productId)
 {
     QMutexLocker lock(&m_productIdMutex);
     m_productId = std::move(productId);
+}
+
+void TessivoKit::setPrivate(QObject *view, bool isPrivate)
+{
+    PrivacyMask::setPrivate(view, isPrivate);
 }
 
 } // namespace tessivo

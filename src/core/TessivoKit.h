@@ -43,6 +43,11 @@ public:
     /// The host forwards its own activation here.
     void applicationDidBecomeActive();
 
+    /// Keeps `view` (a QWidget with its children, a whole window, or a
+    /// QQuickItem) out of screenshots and recordings, or lets it back in.
+    /// The same as setting its `tessivoPrivate` property.
+    static void setPrivate(QObject *view, bool isPrivate);
+
     /// The four-finger swipe never blocks the host's own gestures.
     bool shouldRecognizeSimultaneously(GestureRecognizer *recognizer,
                                        GestureRecognizer *other) override;

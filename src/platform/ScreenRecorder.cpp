@@ -2,6 +2,7 @@
 
 #include "platform/Application.h"
 #include "platform/Dispatch.h"
+#include "platform/PrivacyMask.h"
 #include "platform/ThreadPriority.h"
 
 #include <QApplication>
@@ -286,6 +287,8 @@ void ScreenRecorder::grabFrame()
     }
     if (frame.isNull())
         return;
+    // What the host marks private never leaves the GUI thread.
+    PrivacyMask::apply(frame, m_window);
     m_lastGrab = now;
     const SampleBuffer sample(std::move(frame), now);
     const quint64 generation = m_generation;

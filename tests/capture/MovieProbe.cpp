@@ -64,6 +64,20 @@ QImage movieFrame(const QString &path, int index, int width, int height)
     return image.copy();
 }
 
+QList<QImage> decodedFrames(const QString &path, int width, int height)
+{
+    const QByteArray raw = run(QStringLiteral("ffmpeg"),
+                               {"-nostdin", "-v", "error", "-i", path, "-fps_mode", "passthrough", "-f",
+                                "rawvideo", "-pix_fmt", "rgb24", "-"});
+    QList<QImage> frames;
+    const qsizetype size = qsizetype(width) * height * 3;
+    for (qsizetype at = 0; size > 0 && at + size <= raw.size(); at += size)
+        frames.append(QImage(reinterpret_cast<const uchar *>(raw.constData() + at), width, height, width * 3,
+                             QImage::Format_RGB888)
+                          .copy());
+    return frames;
+}
+
 QString decodingMessages(const QString &path)
 {
     QProcess process;

@@ -22,6 +22,8 @@ struct MovieInfo {
 MovieInfo probeMovie(const QString &path);
 /// Frame `index` of the movie as an RGB image (null on failure).
 QImage movieFrame(const QString &path, int index, int width, int height);
+/// Every frame of the movie as it is decoded, as RGB images.
+QList<QImage> decodedFrames(const QString &path, int width, int height);
 /// Everything `ffmpeg -v error -i MOVIE -f null -` prints while decoding
 /// the whole movie: nothing for a sound one.
 QString decodingMessages(const QString &path);
