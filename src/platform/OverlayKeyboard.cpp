@@ -128,10 +128,26 @@ QWidget *OverlayKeyboard::focusRing() const
 
 ViewController *OverlayKeyboard::topPresented(QWidget *window)
 {
+    // What a controller presents, or what a controller it holds (a
+    // navigation stack's screen) presents; none that is leaving.
+    auto presentedBy = [](ViewController *controller) -> ViewController * {
+        auto live = [](ViewController *p) { return p && !p->isBeingDismissed() ? p : nullptr; };
+        if (ViewController *presented = live(controller->presentedViewController()))
+            return presented;
+        for (ViewController *inner : controller->findChildren<ViewController *>()) {
+            if (ViewController *presented = live(inner->presentedViewController()))
+                return presented;
+        }
+        return nullptr;
+    };
     ViewController *root = rootControllerOf(window ? window->window() : nullptr);
     ViewController *top = root;
-    while (top && top->presentedViewController() && !top->presentedViewController()->isBeingDismissed())
-        top = top->presentedViewController();
+    while (top) {
+        ViewController *next = presentedBy(top);
+        if (!next)
+            break;
+        top = next;
+    }
     return top == root ? nullptr : top;
 }
 

@@ -139,6 +139,17 @@ private Q_SLOTS:
         press(Qt::Key_Tab);
         QCOMPARE(QApplication::focusWidget(), next);
 
+        // A screen the choice itself presents is the top: focus goes and stays there.
+        auto *note = new NoteEditorViewController;
+        choice->present(note, false);
+        QTRY_VERIFY(note->hasAppeared() && note->noteView()->isVisible());
+        QCOMPARE(top(), note);
+        QTRY_VERIFY(note->isAncestorOf(QApplication::focusWidget()));
+        press(Qt::Key_Tab);
+        QVERIFY(note->isAncestorOf(QApplication::focusWidget()));
+        note->dismiss(false);
+        QTRY_VERIFY(qobject_cast<NavigationController *>(top()));
+
         // Space on a tile opens what a tap opens; Return presses a button.
         choice->screenshotView()->setFocus(Qt::TabFocusReason);
         press(Qt::Key_Space);
