@@ -8,9 +8,10 @@ std::optional<DemoOptions> DemoOptions::parse(const QCoreApplication &app, int &
 {
     QCommandLineParser parser;
     parser.setApplicationDescription(
-        "A small host app for the Tessivo feedback kit. Open the kit with a shake\n"
-        "(move the pointer rapidly left and right, or press Ctrl+Alt+F), with a\n"
-        "four-finger swipe down on a touch screen, or with the Send feedback button.");
+        "A small host app for the Tessivo feedback kit. Open the kit with the\n"
+        "Send feedback button or the gesture chosen with --gesture: with shake,\n"
+        "move the pointer rapidly left and right or press Ctrl+Alt+F; with\n"
+        "fourFingers, swipe down with four fingers on a touch screen.");
     parser.addHelpOption();
     parser.addOptions({
         {"gesture", "The trigger: shake or fourFingers (default shake).", "gesture", "shake"},

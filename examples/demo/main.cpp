@@ -99,7 +99,12 @@ int main(int argc, char **argv)
     if ((QGuiApplication::applicationState() == Qt::ApplicationActive || headless) && !options->tour)
         QTimer::singleShot(0, &app, [] { TessivoKit::shared().applicationDidBecomeActive(); });
 
-    window.showStatus(QStringLiteral("Shake the pointer or press Ctrl+Alt+F to send feedback."));
+    // Name only the triggers the chosen gesture listens to.
+    QString trigger = QStringLiteral("a four-finger swipe on a touch screen");
+    if (options->gesture == TessivoKit::FeedbackGesture::shake)
+        trigger = tessivo::MotionSource::shared().shakeInstructions();
+    window.showStatus(trigger.isEmpty() ? QStringLiteral("Use Send feedback to send feedback.")
+                                        : QStringLiteral("To send feedback: %1, or use Send feedback.").arg(trigger));
     if (options->tour) {
         // The tour makes its own activation, so that the first run is its own.
         QObject::disconnect(&app, &QGuiApplication::applicationStateChanged, &app, nullptr);

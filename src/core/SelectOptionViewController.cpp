@@ -8,6 +8,7 @@
 #include "platform/Bundle.h"
 #include "platform/ContentView.h"
 #include "platform/Dispatch.h"
+#include "platform/KeyActivation.h"
 #include "platform/Layer.h"
 #include "platform/PrivacyMask.h"
 #include "platform/Storyboard.h"
@@ -50,6 +51,7 @@ void SelectOptionViewController::attachTap(QWidget *tile, void (SelectOptionView
     auto *tap = new TapGestureRecognizer;
     tap->addTarget(this, [this, action](GestureRecognizer *) { (this->*action)(); });
     tap->addTo(tile);
+    KeyActivation::install(tile, [this, action] { (this->*action)(); });
 }
 
 void SelectOptionViewController::setImageView(QWidget *tile)

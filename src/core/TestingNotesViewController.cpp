@@ -4,11 +4,14 @@
 #include "metadata/DeviceMetadata.h"
 #include "platform/Bundle.h"
 #include "platform/ContentView.h"
+#include "platform/MotionSource.h"
 #include "platform/VisualEffectView.h"
 #include "ui_TestingNotesViewController.h"
 
 #include <QAbstractTextDocumentLayout>
+#include <QBoxLayout>
 #include <QCoreApplication>
+#include <QLabel>
 
 #include <cmath>
 #include <QPushButton>
@@ -38,6 +41,12 @@ TestingNotesViewController::TestingNotesViewController(QWidget *parent)
     testingNotesLabelTopConstraint =
         LayoutConstraint(m_ui->testingNotesLabelTopSpace, LayoutConstraint::Attribute::height);
     visualEffectView = m_ui->visualEffectView;
+    desktopShakeLabel = new QLabel(m_ui->gestureInfoLabel->parentWidget());
+    desktopShakeLabel->setObjectName(QStringLiteral("desktopShakeLabel"));
+    desktopShakeLabel->setAlignment(Qt::AlignCenter);
+    desktopShakeLabel->setWordWrap(true);
+    if (auto *column = qobject_cast<QBoxLayout *>(m_ui->gestureInfoLabel->parentWidget()->layout()))
+        column->insertWidget(column->indexOf(m_ui->gestureInfoLabel) + 1, desktopShakeLabel);
     connect(m_ui->beginTestingButton, &QPushButton::clicked, this, [this] { beginTesting(); });
     notesTextView->viewport()->installEventFilter(this);
 }
@@ -71,6 +80,14 @@ void TestingNotesViewController::viewDidLoad()
     requireOutlet(gestureInfoLabel.data(), "gestureInfoLabel")
         ->setText(fourFingers ? QStringLiteral("4 FINGER SWIPE FOR QUICK FEEDBACK")
                               : QStringLiteral("SHAKE TO ACTIVATE THE FEEDBACK TOOLS"));
+    // No motion sensor: say how a shake is made here. Only the shake
+    // gesture listens to it.
+    const MotionSource &motion = MotionSource::shared();
+    QString shake = fourFingers || motion.hasMotionSensor() ? QString() : motion.shakeInstructions();
+    if (!shake.isEmpty())
+        shake = QStringLiteral("On this computer: %1").arg(shake);
+    desktopShakeLabel->setText(shake);
+    desktopShakeLabel->setHidden(shake.isEmpty());
     applyBackdrop();
     applyColors();
 }
@@ -166,6 +183,7 @@ void TestingNotesViewController::applyColors()
     info.setLetterSpacing(QFont::AbsoluteSpacing, 0.8);
     gestureInfoLabel->setFont(info);
     gestureInfoLabel->setStyleSheet(QStringLiteral("color: %1;").arg(accent.name()));
+    desktopShakeLabel->setStyleSheet(QStringLiteral("color: %1;").arg(secondary.name()));
     m_ui->beginTestingButton->setStyleSheet(
         QStringLiteral("QPushButton { background: %1; color: white; border: none; border-radius: 12px;"
                        " font-weight: bold; font-size: 11pt; }"

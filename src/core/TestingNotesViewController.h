@@ -36,6 +36,9 @@ public:
     QPointer<QTextEdit> notesTextView;
     QPointer<QLabel> gestureImageView;
     QPointer<QLabel> gestureInfoLabel;
+    /// Without a motion sensor: how to shake here (the shortcut, the
+    /// pointer), under gestureInfoLabel; hidden for other gestures.
+    QPointer<QLabel> desktopShakeLabel;
     QPointer<QLabel> testingNotesLabel;
     QPointer<QWidget> helperView;
     LayoutConstraint notesTextViewBottomConstraint;

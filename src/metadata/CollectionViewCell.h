@@ -1,4 +1,5 @@
-// A cell of a CollectionView: a widget that can be selected.
+// A cell of a CollectionView: a widget that can be selected, by a click or,
+// once Tab has reached it, by Space or Return.
 #pragma once
 
 #include "tessivo_export.h"
@@ -22,6 +23,8 @@ Q_SIGNALS:
 
 protected:
     void mouseReleaseEvent(QMouseEvent *event) override;
+    /// Space and Return tap a focused cell.
+    void keyPressEvent(QKeyEvent *event) override;
 
 private:
     bool m_selected = false;

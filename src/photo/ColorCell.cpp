@@ -8,6 +8,26 @@
 #include <QEvent>
 
 namespace tessivo {
+namespace {
+
+// The swatch's name for its tooltip.
+QString colorName(const std::optional<QColor> &color)
+{
+    if (!color)
+        return {};
+    static const QList<std::pair<QRgb, const char *>> names{
+        {qRgb(0, 0, 0), "Black"},       {qRgb(255, 255, 255), "White"}, {qRgb(255, 0, 0), "Red"},
+        {qRgb(0, 255, 0), "Green"},     {qRgb(0, 0, 255), "Blue"},      {qRgb(255, 255, 0), "Yellow"},
+        {qRgb(255, 165, 0), "Orange"},
+    };
+    for (const auto &[rgb, name] : names) {
+        if (color->rgb() == rgb)
+            return QString::fromLatin1(name);
+    }
+    return color->name().toUpper();
+}
+
+} // namespace
 
 ColorCell::ColorCell(QWidget *parent) : CollectionViewCell(parent)
 {
@@ -23,6 +43,7 @@ ColorCell::ColorCell(QWidget *parent) : CollectionViewCell(parent)
 void ColorCell::setColor(const std::optional<QColor> &color)
 {
     m_color = color;
+    setToolTip(colorName(color));
     applyLook();
 }
 

@@ -1,6 +1,7 @@
 #include "photo/ObjectGestures.h"
 
 #include "photo/AnnotateView.h"
+#include "photo/EditingHint.h"
 #include "photo/PhotoEditorViewController.h"
 #include "photo/StickerView.h"
 #include "photo/StickersControlsView.h"
@@ -10,6 +11,8 @@
 #include "platform/RotationGestureRecognizer.h"
 #include "platform/TapGestureRecognizer.h"
 
+#include <QKeyEvent>
+#include <QMouseEvent>
 #include <QVariantAnimation>
 
 namespace tessivo {
@@ -26,10 +29,69 @@ QTransform interpolated(const QTransform &a, const QTransform &b, qreal t)
 
 } // namespace
 
-ObjectGestures::ObjectGestures(PhotoEditorViewController *editor) : QObject(editor), m_editor(editor) {}
+ObjectGestures::ObjectGestures(PhotoEditorViewController *editor) : QObject(editor), m_editor(editor)
+{
+    // Keys the canvas and its bars leave unused reach the editor.
+    editor->installEventFilter(this);
+    if (QGraphicsView *view = editor->canvasScrollView())
+        view->viewport()->installEventFilter(this);
+    new EditingHint(editor, {editor->annotateControlsView(), editor->stickersControlsView()});
+}
+
+CanvasObjectItem *ObjectGestures::selectedObject() const
+{
+    CanvasObjectItem *item = m_selected.data();
+    return item && m_editor && item->parentItem() == m_editor->canvasImageView() ? item : nullptr;
+}
+
+void ObjectGestures::select(CanvasObjectItem *item)
+{
+    m_selected = item;
+}
+
+bool ObjectGestures::removeSelected()
+{
+    CanvasObjectItem *item = selectedObject();
+    if (!item)
+        return false;
+    m_selected.clear();
+    drop(item);
+    return true;
+}
+
+CanvasObjectItem *ObjectGestures::objectAt(QPoint inViewport) const
+{
+    const QList<QGraphicsItem *> hits = m_editor->canvasScrollView()->items(inViewport);
+    for (QGraphicsItem *hit : hits) {
+        for (QGraphicsItem *item = hit; item; item = item->parentItem()) {
+            if (auto *object = qobject_cast<CanvasObjectItem *>(item->toGraphicsObject()))
+                return object;
+        }
+    }
+    return nullptr;
+}
+
+bool ObjectGestures::eventFilter(QObject *watched, QEvent *event)
+{
+    if (!m_editor)
+        return false;
+    if (event->type() == QEvent::MouseButtonPress && m_editor->canvasScrollView()
+        && watched == m_editor->canvasScrollView()->viewport()) {
+        select(objectAt(static_cast<QMouseEvent *>(event)->position().toPoint()));
+    } else if (event->type() == QEvent::KeyPress && watched == m_editor) {
+        // A key a text field or a text being edited took never gets here.
+        auto *key = static_cast<QKeyEvent *>(event);
+        if ((key->key() == Qt::Key_Delete || key->key() == Qt::Key_Backspace)
+            && !(key->modifiers() & (Qt::ControlModifier | Qt::AltModifier | Qt::MetaModifier))
+            && m_editor->isUserInteractionEnabled() && removeSelected())
+            return true;
+    }
+    return QObject::eventFilter(watched, event);
+}
 
 void ObjectGestures::attach(CanvasObjectItem *item)
 {
+    select(item);
     QGraphicsView *view = m_editor->canvasScrollView();
     auto *pan = new PanGestureRecognizer;
     pan->setMinimumNumberOfTouches(1);
@@ -81,6 +143,7 @@ void ObjectGestures::pan(GestureRecognizer *recognizer)
     editor.panGestureActive = true;
     auto *pan = qobject_cast<PanGestureRecognizer *>(recognizer);
     if (auto *object = qobject_cast<CanvasObjectItem *>(recognizer->item())) {
+        select(object);
         if (pan)
             drag(object, pan);
     } else if (recognizer->state() != GestureRecognizerState::began) {
@@ -226,6 +289,7 @@ void ObjectGestures::tapSticker(GestureRecognizer *recognizer)
 
 void ObjectGestures::bounce(CanvasObjectItem *item)
 {
+    select(item);
     item->bringToFront();
     Haptics::shared().impactOccurred(HapticImpactStyle::heavy);
     const QTransform before = item->transform();

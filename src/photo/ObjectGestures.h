@@ -4,6 +4,11 @@
 // to it; the state it works on (deleteView, lastPanPoint, panGestureActive,
 // annotationViews, the sticker picker) is the editor's.
 //
+// The object last added, dragged, pinched, turned or clicked is the
+// selected one: Delete or Backspace (when the key is not typing into a
+// text) removes it as a drop on the delete zone would. While the text or
+// sticker tool is open an EditingHint names these gestures.
+//
 // Recognisers for an object are attached to the canvas viewport with the
 // object as their item (GestureRecognizer::addTo(item, view)): they get the
 // viewport's events only while the object is the topmost object under the
@@ -55,18 +60,31 @@ public:
     void tapSticker(GestureRecognizer *recognizer);
     void bounce(CanvasObjectItem *item);
 
+    /// What Delete removes: the object last added or touched, if it is
+    /// still on the canvas.
+    CanvasObjectItem *selectedObject() const;
+    /// Removes the selected object as a drop on the delete zone would (a
+    /// smart letter goes back to the picker). False when none is selected.
+    bool removeSelected();
+
     /// Animates an object's transform, and moves its centre by `shift`
     /// along the way (added to whatever else moves it meanwhile).
     static void animate(CanvasObjectItem *item, const QTransform &to, QPointF shift, int ms,
                         std::function<void()> finished = {});
 
+protected:
+    bool eventFilter(QObject *watched, QEvent *event) override;
+
 private:
+    void select(CanvasObjectItem *item);
+    CanvasObjectItem *objectAt(QPoint inViewport) const;
     void drag(CanvasObjectItem *item, PanGestureRecognizer *pan);
     void drop(CanvasObjectItem *item);
     QPointF inLayer(GestureRecognizer *recognizer) const;
     QRectF deleteZone() const;
 
     QPointer<PhotoEditorViewController> m_editor;
+    QPointer<CanvasObjectItem> m_selected;
 };
 
 } // namespace tessivo

@@ -30,6 +30,7 @@ void StickersCell::setSticker(const std::optional<Sticker> &sticker)
     m_sticker = sticker;
     m_stickerView->setSticker(sticker);
     m_stickerLabel->setText(sticker ? sticker->label : QString());
+    setToolTip(sticker ? sticker->label.simplified() : QString());
     m_stickerView->applyStyle(false);
     m_stickerArea->update();
 }

@@ -245,12 +245,12 @@ void ActivityViewController::mousePressEvent(QMouseEvent *event)
         cancel();
 }
 
-void ActivityViewController::keyPressEvent(QKeyEvent *event)
+bool ActivityViewController::escapePressed()
 {
-    if (event->key() == Qt::Key_Escape)
-        cancel();
-    else
-        ViewController::keyPressEvent(event);
+    if (m_finished)
+        return false;
+    cancel();
+    return true;
 }
 
 } // namespace tessivo

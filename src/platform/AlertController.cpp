@@ -264,13 +264,17 @@ void AlertController::paintEvent(QPaintEvent *)
     painter.fillRect(rect(), QColor(0, 0, 0, appearanceOf(this) == Appearance::dark ? 120 : 80));
 }
 
+bool AlertController::escapePressed()
+{
+    const auto cancel = cancelIndex();
+    if (!cancel || m_handled)
+        return false;
+    tapAction(*cancel);
+    return true;
+}
+
 void AlertController::keyPressEvent(QKeyEvent *event)
 {
-    if (event->key() == Qt::Key_Escape) {
-        if (const auto cancel = cancelIndex())
-            tapAction(*cancel);
-        return;
-    }
     if (event->key() == Qt::Key_Return || event->key() == Qt::Key_Enter) {
         for (int i = 0; i < m_actions.size(); ++i) {
             if (m_actions[i].style() != AlertActionStyle::cancel && m_actions[i].isEnabled()) {

@@ -93,6 +93,7 @@ protected:
     void viewDidLoad() override;
     void paintEvent(QPaintEvent *event) override;
     void resizeEvent(QResizeEvent *event) override;
+    bool escapePressed() override;
     void keyPressEvent(QKeyEvent *event) override;
     void mousePressEvent(QMouseEvent *event) override;
     void traitCollectionDidChange(Appearance previous) override;

@@ -3,6 +3,7 @@
 #include <QApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
+#include <QStringList>
 #include <QWidget>
 #include <QWindow>
 
@@ -26,6 +27,16 @@ void MotionSource::start()
     moveToThread(qApp->thread());
     qApp->installEventFilter(this);
     m_running = true;
+}
+
+QString MotionSource::shakeInstructions() const
+{
+    QStringList ways;
+    if (!m_shortcut.isEmpty())
+        ways << QStringLiteral("press %1").arg(m_shortcut.toString(QKeySequence::NativeText));
+    if (m_pointerShake)
+        ways << QStringLiteral("shake the pointer");
+    return ways.join(QStringLiteral(" or "));
 }
 
 void MotionSource::deliver(QWidget *window, EventSubtype subtype)
@@ -71,23 +82,30 @@ bool MotionSource::eventFilter(QObject *watched, QEvent *event)
 void MotionSource::trackPointer(QWidget *window, qreal x)
 {
     const qint64 now = m_clock.elapsed();
-    const int direction = x > m_lastX ? 1 : (x < m_lastX ? -1 : 0);
+    if (!m_hasLast) {
+        m_hasLast = true;
+        m_lastX = x;
+        return;
+    }
+    const qreal previous = m_lastX;
+    const int direction = x > previous ? 1 : (x < previous ? -1 : 0);
     m_lastX = x;
     if (direction == 0)
         return;
     if (m_direction == 0) {
         m_direction = direction;
-        m_legStart = x;
+        m_legStart = previous;
         return;
     }
     if (direction != m_direction) {
-        // A turn counts when the leg before it was long enough.
-        if (std::abs(x - m_legStart) >= kLegDistance)
+        // The pointer turned at the previous position: that is where the
+        // leg before the turn ends and the next one starts.
+        if (std::abs(previous - m_legStart) >= kLegDistance)
             m_reversals.append(now);
         else
             m_reversals.clear();
         m_direction = direction;
-        m_legStart = x;
+        m_legStart = previous;
     }
     while (!m_reversals.isEmpty() && now - m_reversals.first() > kWindowMs)
         m_reversals.removeFirst();

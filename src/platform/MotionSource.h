@@ -33,6 +33,13 @@ public:
     bool isPointerShakeEnabled() const { return m_pointerShake; }
     void setPointerShakeEnabled(bool enabled) { m_pointerShake = enabled; }
 
+    /// Whether the device reports its own motion. Desktops have no motion
+    /// sensor: their shakes are the shortcut and the pointer shake.
+    bool hasMotionSensor() const { return false; }
+    /// How to shake here, in words, naming only what is turned on
+    /// ("press Ctrl+Alt+F or shake the pointer"); empty when nothing is.
+    QString shakeInstructions() const;
+
     /// Delivers a motion to `window` as if the device had moved.
     void deliver(QWidget *window, EventSubtype subtype);
 
@@ -58,6 +65,7 @@ private:
     bool m_running = false;
     bool m_pointerShake = true;
     // pointer-shake tracking
+    bool m_hasLast = false;
     qreal m_lastX = 0;
     qreal m_legStart = 0;
     int m_direction = 0;

@@ -3,9 +3,11 @@
 #include "platform/Console.h"
 #include "platform/Dispatch.h"
 #include "platform/NavigationController.h"
+#include "platform/OverlayKeyboard.h"
 #include "platform/Storyboard.h"
 #include "platform/TabBarController.h"
 
+#include <QAbstractButton>
 #include <QEvent>
 #include <QGraphicsOpacityEffect>
 #include <QPropertyAnimation>
@@ -265,7 +267,7 @@ bool ViewController::present(ViewController *controller, bool animated,
     controller->beginAppearanceTransition(true, animated);
     controller->show();
     controller->raise();
-    controller->setFocus(Qt::OtherFocusReason);
+    OverlayKeyboard::shared().presented(controller);
 
     QPointer<ViewController> self(this);
     QPointer<ViewController> presented(controller);
@@ -377,6 +379,7 @@ void ViewController::dismiss(bool animated, std::function<void()> completion)
 
 void ViewController::finishDismissal(bool)
 {
+    const QPointer<QWidget> window = m_overlayWindow;
     if (m_overlayWindow)
         m_overlayWindow->removeEventFilter(this);
     if (m_presenting && m_presenting->m_presented == this)
@@ -391,6 +394,20 @@ void ViewController::finishDismissal(bool)
     } else if (m_parentBeforePresentation) {
         setParent(m_parentBeforePresentation);
     }
+    OverlayKeyboard::shared().dismissed(window);
+}
+
+bool ViewController::escapePressed()
+{
+    const auto buttons = findChildren<QAbstractButton *>();
+    for (QAbstractButton *button : buttons) {
+        if (button->property(OverlayKeyboard::kCancelButtonProperty).toBool() && button->isVisible()
+            && button->isEnabled()) {
+            button->click();
+            return true;
+        }
+    }
+    return false;
 }
 
 void ViewController::presentWaiting()

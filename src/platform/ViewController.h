@@ -105,6 +105,11 @@ public:
     void endAppearanceTransition();
     bool hasAppeared() const { return m_appearance == AppearanceState::appeared; }
 
+    /// What Escape does while this controller is the top-most one over its
+    /// window: presses its visible, enabled close or cancel button (marked
+    /// with OverlayKeyboard::markCancelButton). Returns whether one ran.
+    virtual bool escapePressed();
+
     /// Presentations animate over this many seconds.
     static constexpr double kTransitionDuration = 0.3;
 
