@@ -28,7 +28,7 @@ struct FramePatch {
     QSize frameSize;
 
     bool isNull() const { return image.isNull() || region.isEmpty(); }
-    bool coversFrame() const { return region.contains(QRect(QPoint(0, 0), frameSize)); }
+    bool coversFrame() const { return (QRegion(QRect(QPoint(0, 0), frameSize)) - region).isEmpty(); }
     /// `frameRegion` (frame coordinates) in the coordinates of `image`.
     QRegion toImage(const QRegion &frameRegion) const { return frameRegion.translated(-origin); }
 };
