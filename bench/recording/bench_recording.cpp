@@ -15,6 +15,7 @@
 #include "platform/Console.h"
 
 #include <QApplication>
+#include <QBackingStore>
 #include <QElapsedTimer>
 #include <QFile>
 #include <QJsonDocument>
@@ -231,8 +232,10 @@ int runScenario(int argc, char **argv, const QString &scenario, bool record, dou
     host->resize(size);
     host->show();
     host->activateWindow();
-    if (typical)
+    if (typical) {
         static_cast<TypicalWindow *>(host.get())->field.setFocus();
+        QApplication::setCursorFlashTime(0); // the caret stays: the last frame is the painted one
+    }
     QTimer animation;
     animation.setTimerType(Qt::PreciseTimer);
     QObject::connect(&animation, &QTimer::timeout, host.get(), tick);
@@ -292,8 +295,15 @@ int runScenario(int argc, char **argv, const QString &scenario, bool record, dou
                     if (fps > 0) {
                         const QString path = manager->recordingFileURL().toLocalFile();
                         const QByteArray luma = lastLumaPlane(path, ScreenRecorder::pixelSize(host.get()));
-                        if (!luma.isEmpty())
-                            result["psnr"] = lumaPsnr(luma, host->grab().toImage());
+                        // What the window painted last (a grab would paint
+                        // the spinner a step further).
+                        QBackingStore *store = host->backingStore();
+                        QPaintDevice *device = store ? store->paintDevice() : nullptr;
+                        if (!luma.isEmpty() && device && device->devType() == QInternal::Image) {
+                            const QImage painted = static_cast<const QImage *>(device)->copy(
+                                QRect(QPoint(0, 0), ScreenRecorder::pixelSize(host.get())));
+                            result["psnr"] = lumaPsnr(luma, painted);
+                        }
                     }
                     QCoreApplication::quit();
                 });

@@ -148,7 +148,7 @@ private:
     MediaTime m_lastGrab;
     bool m_renderEachFrame = false;
     int m_maximumFrameRate = MovieClock::kTicksPerSecond;
-    FramePool m_pool{kMaxFramesInFlight + 1};
+    FramePool m_pool{2}; // more patches in flight get buffers of their own
 
     YuvCanvas m_canvas; // recorder thread only
     std::optional<ErrorCode> m_startFailure;
