@@ -204,7 +204,7 @@ int main(int argc, char **argv)
     const QString joinStart = QString::number(probeDuration(previous) + probeDuration(current) - 10.0, 'f', 3);
     const QString cutStart = QString::number(probeDuration(longer) - 10.0, 'f', 3);
     const QStringList reencode = {"-fps_mode", "passthrough", "-c:v", "libx264", "-preset", "ultrafast",
-                                  "-tune", "zerolatency", "-crf", "23"};
+                                  "-tune", "zerolatency", "-qp", "15"};
     VideoMetadataView card;
     card.setMetadata({std::nullopt, "The button does nothing", "Ada", {"Bug"}});
 

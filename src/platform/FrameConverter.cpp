@@ -64,21 +64,37 @@ bool FrameConverter::convert(const QImage &source, AVFrame *frame)
     }
     if (image.isNull())
         return false;
-    const QRect target = fitRect(image.size(), m_frameSize);
-    if (!m_scaler || image.size() != m_sourceSize || format != m_sourceFormat
-        || target != m_target) {
+    const quint8 *src[4] = {image.constBits(), nullptr, nullptr, nullptr};
+    const int srcStride[4] = {static_cast<int>(image.bytesPerLine()), 0, 0, 0};
+    return scale(src, srcStride, image.size(), format, frame);
+}
+
+bool FrameConverter::convert(const AVFrame &picture, AVFrame *frame)
+{
+    if (picture.format != AV_PIX_FMT_YUV420P)
+        return false;
+    return scale(picture.data, picture.linesize, QSize(picture.width, picture.height), AV_PIX_FMT_YUV420P,
+                 frame);
+}
+
+bool FrameConverter::scale(const quint8 *const source[4], const int stride[4], QSize size, int format,
+                           AVFrame *frame)
+{
+    const QRect target = fitRect(size, m_frameSize);
+    if (!m_scaler || size != m_sourceSize || format != m_sourceFormat || target != m_target) {
         sws_freeContext(m_scaler);
         // Same size: colour conversion only, where the fast path costs a
         // fifth less CPU per frame; otherwise a proper scaling filter.
-        const int flags = target.size() == image.size() ? SWS_FAST_BILINEAR : SWS_BILINEAR;
-        m_scaler = sws_getContext(image.width(), image.height(), format, target.width(),
-                                  target.height(), AV_PIX_FMT_YUV420P, flags, nullptr, nullptr,
-                                  nullptr);
+        const int flags = target.size() == size ? SWS_FAST_BILINEAR : SWS_BILINEAR;
+        m_scaler = sws_getContext(size.width(), size.height(), AVPixelFormat(format), target.width(),
+                                  target.height(), AV_PIX_FMT_YUV420P, flags, nullptr, nullptr, nullptr);
         if (!m_scaler)
             return false;
-        sws_setColorspaceDetails(m_scaler, sws_getCoefficients(SWS_CS_DEFAULT), 1,
-                                 sws_getCoefficients(SWS_CS_ITU709), 0, 0, 1 << 16, 1 << 16);
-        m_sourceSize = image.size();
+        if (format != AV_PIX_FMT_YUV420P) {
+            sws_setColorspaceDetails(m_scaler, sws_getCoefficients(SWS_CS_DEFAULT), 1,
+                                     sws_getCoefficients(SWS_CS_ITU709), 0, 0, 1 << 16, 1 << 16);
+        }
+        m_sourceSize = size;
         m_sourceFormat = format;
         m_target = target;
     }
@@ -95,9 +111,7 @@ bool FrameConverter::convert(const QImage &source, AVFrame *frame)
         frame->data[0] + target.y() * frame->linesize[0] + target.x(),
         frame->data[1] + target.y() / 2 * frame->linesize[1] + target.x() / 2,
         frame->data[2] + target.y() / 2 * frame->linesize[2] + target.x() / 2, nullptr};
-    const uint8_t *src[4] = {image.constBits(), nullptr, nullptr, nullptr};
-    const int srcStride[4] = {static_cast<int>(image.bytesPerLine()), 0, 0, 0};
-    sws_scale(m_scaler, src, srcStride, 0, image.height(), dst, frame->linesize);
+    sws_scale(m_scaler, source, stride, 0, size.height(), dst, frame->linesize);
     return true;
 }
 

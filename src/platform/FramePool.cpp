@@ -4,41 +4,68 @@
 
 namespace tessivo {
 
-QImage FramePool::copy(const QImage &source, const QRect &rect)
+QImage FramePool::take(QSize size, QImage::Format format)
 {
-    const QRect area = rect & source.rect();
-    if (area.isEmpty())
-        return {};
-    if (source.depth() < 8)
-        return source.copy(area);
-    QImage *target = nullptr;
-    for (QImage &buffer : m_buffers) {
-        // Detached: every frame handed out from this buffer has been released.
-        if (buffer.isDetached()) {
-            if (buffer.size() != area.size() || buffer.format() != source.format())
-                buffer = QImage(area.size(), source.format());
-            target = &buffer;
+    // A free buffer at least as large is reused (its spare rows and columns
+    // are never read), so patches that change size do not reallocate.
+    std::shared_ptr<Slot> slot;
+    std::shared_ptr<Slot> spare;
+    for (const auto &candidate : m_slots) {
+        if (candidate->inUse)
+            continue;
+        const QImage &s = candidate->storage;
+        if (s.format() == format && s.width() >= size.width() && s.height() >= size.height()) {
+            slot = candidate;
             break;
         }
+        spare = candidate;
     }
-    QImage unpooled;
-    if (!target) {
-        if (static_cast<int>(m_buffers.size()) < m_maxBuffers) {
-            m_buffers.emplace_back(area.size(), source.format());
-            target = &m_buffers.back();
-        } else {
-            unpooled = QImage(area.size(), source.format());
-            target = &unpooled;
-        }
+    if (!slot && spare) {
+        spare->storage = QImage(size, format);
+        slot = spare;
     }
-    if (target->isNull())
+    if (!slot && static_cast<int>(m_slots.size()) < m_maxBuffers) {
+        slot = std::make_shared<Slot>();
+        slot->storage = QImage(size, format);
+        m_slots.push_back(slot);
+    }
+    if (!slot)
+        return QImage(size, format);
+    if (slot->storage.isNull())
+        return {};
+    slot->inUse = true;
+    auto *keep = new std::shared_ptr<Slot>(slot); // released with the image's last copy
+    return QImage(
+        slot->storage.bits(), size.width(), size.height(), slot->storage.bytesPerLine(), format,
+        [](void *info) {
+            auto *held = static_cast<std::shared_ptr<Slot> *>(info);
+            (*held)->inUse = false;
+            delete held;
+        },
+        keep);
+}
+
+FramePatch FramePool::copy(const QImage &source, const QRegion &region, QSize frameSize)
+{
+    FramePatch patch;
+    patch.frameSize = frameSize;
+    patch.region = region & (QRect(QPoint(0, 0), frameSize) & source.rect());
+    if (patch.region.isEmpty() || source.depth() < 8)
+        return {};
+    const QRect bounds = patch.region.boundingRect();
+    patch.origin = bounds.topLeft();
+    patch.image = take(bounds.size(), source.format());
+    if (patch.image.isNull())
         return {};
     const int bytesPerPixel = source.depth() / 8;
-    const size_t rowBytes = static_cast<size_t>(area.width()) * bytesPerPixel;
-    const size_t offset = static_cast<size_t>(area.x()) * bytesPerPixel;
-    for (int y = 0; y < area.height(); ++y)
-        std::memcpy(target->scanLine(y), source.constScanLine(area.y() + y) + offset, rowBytes);
-    return *target;
+    for (const QRect &rect : patch.region) {
+        const size_t rowBytes = static_cast<size_t>(rect.width()) * bytesPerPixel;
+        const size_t from = static_cast<size_t>(rect.x()) * bytesPerPixel;
+        const size_t to = static_cast<size_t>(rect.x() - bounds.x()) * bytesPerPixel;
+        for (int y = rect.top(); y <= rect.bottom(); ++y)
+            std::memcpy(patch.image.scanLine(y - bounds.y()) + to, source.constScanLine(y) + from, rowBytes);
+    }
+    return patch;
 }
 
 } // namespace tessivo

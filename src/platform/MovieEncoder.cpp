@@ -32,6 +32,7 @@ struct MovieEncoder::Codec {
     AVCodecContext *encoder = nullptr;
     AVStream *stream = nullptr;
     AVFrame *frame = nullptr;
+    AVFrame *picture = av_frame_alloc(); // a reference to a sample's YUV picture
     AVPacket *packet = nullptr;
     std::unique_ptr<FrameConverter> converter;
     QSize size;
@@ -47,6 +48,7 @@ struct MovieEncoder::Codec {
         av_packet_free(&packet);
         av_packet_free(&heldPacket);
         av_frame_free(&frame);
+        av_frame_free(&picture);
         avcodec_free_context(&encoder);
         if (format) {
             if (format->pb)
@@ -184,7 +186,7 @@ bool MovieEncoder::isReadyForMoreFrames() const
 
 bool MovieEncoder::enqueue(const SampleBuffer &frame)
 {
-    if (!isReadyForMoreFrames() || frame.imageBuffer().isNull())
+    if (!isReadyForMoreFrames() || !frame.hasPicture())
         return false;
     ++m_framesInFlight;
     post({Job::Kind::frame, frame});
@@ -308,15 +310,32 @@ void MovieEncoder::encode(const SampleBuffer &buffer)
     if (const auto end = sessionEndTicks(); end && pts >= *end)
         return; // at or after the session's end: not part of the movie
 
+    // A YUV picture of the movie's size is encoded as it is (the encoder
+    // copies what it keeps); anything else is converted into the
+    // encoder's own frame.
     AVFrame *frame = c.frame;
-    int ret = av_frame_make_writable(frame);
-    if (ret < 0) {
-        failWith(ret, QStringLiteral("Out of memory for frames"));
-        return;
-    }
-    if (!c.converter->convert(buffer.imageBuffer(), frame)) {
-        failWith(AVERROR(EINVAL), QStringLiteral("Cannot convert frames of this format"));
-        return;
+    int ret = 0;
+    const auto &picture = buffer.pixelBuffer();
+    if (picture && picture->format == c.encoder->pix_fmt && picture->width == c.size.width()
+        && picture->height == c.size.height()) {
+        ret = av_frame_ref(c.picture, picture.get());
+        if (ret < 0) {
+            failWith(ret, QStringLiteral("Out of memory for frames"));
+            return;
+        }
+        frame = c.picture;
+    } else {
+        ret = av_frame_make_writable(frame);
+        if (ret < 0) {
+            failWith(ret, QStringLiteral("Out of memory for frames"));
+            return;
+        }
+        const bool converted = picture ? c.converter->convert(*picture, frame)
+                                       : c.converter->convert(buffer.imageBuffer(), frame);
+        if (!converted) {
+            failWith(AVERROR(EINVAL), QStringLiteral("Cannot convert frames of this format"));
+            return;
+        }
     }
 
     if (c.lastPts >= 0)
@@ -331,6 +350,7 @@ void MovieEncoder::encode(const SampleBuffer &buffer)
         c.lastKeyPts = pts;
 
     ret = avcodec_send_frame(c.encoder, frame);
+    av_frame_unref(c.picture);
     if (ret < 0) {
         failWith(ret, QStringLiteral("Encoding failed"));
         return;

@@ -12,6 +12,8 @@
 #include <QTimer>
 #include <QWindow>
 
+#include <algorithm>
+
 #include <time.h>
 
 namespace tessivo {
@@ -39,6 +41,7 @@ ScreenRecorder &ScreenRecorder::shared()
 
 ScreenRecorder::ScreenRecorder(QObject *parent) : QObject(parent)
 {
+    m_repaints = new RepaintTracker(this);
     m_thread.setObjectName(QStringLiteral("tessivo.recorder"));
     m_recorderContext = new QObject; // owned here, deleted after the thread ends
     m_recorderContext->moveToThread(&m_thread);
@@ -173,6 +176,7 @@ void ScreenRecorder::startOnGuiThread(SampleHandler handler, Completion completi
     }
     m_lastGrab = {};
     attach(window);
+    m_repaints->invalidate(); // each capture starts with a whole frame
     finish(std::nullopt);
 }
 
@@ -201,6 +205,7 @@ void ScreenRecorder::attach(QWidget *window)
     detach();
     m_window = window;
     window->installEventFilter(this);
+    m_repaints->track(window);
     // Widgets drawn by the GPU are composed at flush time and are missing
     // from the painted image; such windows are rendered for each frame.
     m_renderEachFrame = false;
@@ -217,6 +222,7 @@ void ScreenRecorder::detach()
     if (m_window)
         m_window->removeEventFilter(this);
     m_window = nullptr;
+    m_repaints->track(nullptr);
 }
 
 void ScreenRecorder::followKeyWindow()
@@ -265,42 +271,66 @@ void ScreenRecorder::grabFrame()
         return;
     }
     const MediaTime now = MediaTime::monotonicNow();
-    if (m_lastGrab.isValid() && now - m_lastGrab < kMinimumFrameInterval) {
+    const MediaTime interval = frameInterval();
+    if (m_lastGrab.isValid() && now - m_lastGrab < interval) {
         // Too soon after the last frame: take this one when the interval
         // is over, with whatever has been painted by then.
-        const qint64 waitNs = (m_lastGrab + kMinimumFrameInterval - now).value;
+        const qint64 waitNs = (m_lastGrab + interval - now).convertScale(1'000'000'000).value;
         m_grabScheduled = true;
         QTimer::singleShot(std::chrono::milliseconds((waitNs + 999'999) / 1'000'000), Qt::PreciseTimer, this,
                            &ScreenRecorder::grabFrame);
         return;
     }
-    QImage frame;
-    QBackingStore *store = m_window->backingStore();
-    QPaintDevice *device = store && !m_renderEachFrame ? store->paintDevice() : nullptr;
-    if (device && device->devType() == QInternal::Image) {
-        // What the window painted last, without painting it again.
-        const auto *painted = static_cast<const QImage *>(device);
-        const QSizeF pixels = QSizeF(m_window->size()) * m_window->devicePixelRatioF();
-        frame = m_pool.copy(*painted, QRect(QPoint(0, 0), pixels.toSize()));
-    } else {
-        frame = m_window->grab().toImage();
-    }
-    if (frame.isNull())
+    const QSize frameSize = pixelSize(m_window);
+    const QRect frameRect(QPoint(0, 0), frameSize);
+    QRegion area = m_repaints->take(frameRect);
+    if (area.isEmpty())
+        return; // nothing of the window was repainted
+    // What the host marks private never leaves the GUI thread: its areas are
+    // copied and filled in every frame, and an area that was private in the
+    // last frame and is not now is copied again, so that the picture the
+    // recorder keeps between frames holds neither private pixels nor a
+    // stale fill.
+    const QRegion privateArea = PrivacyMask::region(m_window) & frameRect;
+    area += privateArea + (m_lastPrivateArea - privateArea);
+    FramePatch patch = copyFrame(area, frameSize);
+    if (patch.isNull())
         return;
-    // What the host marks private never leaves the GUI thread.
-    PrivacyMask::apply(frame, m_window);
+    PrivacyMask::fill(patch.image, patch.toImage(privateArea & patch.region));
+    m_lastPrivateArea = privateArea;
     m_lastGrab = now;
-    const SampleBuffer sample(std::move(frame), now);
     const quint64 generation = m_generation;
     ++m_framesInFlight;
-    post([this, generation, sample] {
-        deliver(generation, sample, SampleBufferType::video);
+    post([this, generation, patch, now] {
+        // Every patch goes into the canvas, even for a capture stopped
+        // since: the canvas stays the window's picture.
+        if (auto picture = m_canvas.apply(patch))
+            deliver(generation, SampleBuffer(std::move(picture), now), SampleBufferType::video);
         --m_framesInFlight;
     });
     QMutexLocker lock(&m_statsMutex);
     ++m_stats.framesCaptured;
+    for (const QRect &rect : patch.region)
+        m_stats.pixelsCopied += quint64(rect.width()) * quint64(rect.height());
     m_stats.guiWallNanoseconds += timer.nsecsElapsed();
     m_stats.guiCpuNanoseconds += threadCpuNanoseconds() - cpuStart;
+}
+
+FramePatch ScreenRecorder::copyFrame(const QRegion &area, QSize frameSize)
+{
+    QBackingStore *store = m_window->backingStore();
+    QPaintDevice *device = store && !m_renderEachFrame ? store->paintDevice() : nullptr;
+    if (device && device->devType() == QInternal::Image) {
+        // What the window painted last, without painting it again.
+        return m_pool.copy(*static_cast<const QImage *>(device), area, frameSize);
+    }
+    // Widgets drawn by the GPU are missing from the painted image: the
+    // window is rendered whole.
+    FramePatch patch;
+    patch.image = m_window->grab().toImage();
+    patch.frameSize = frameSize;
+    patch.region = QRegion(QRect(QPoint(0, 0), frameSize) & patch.image.rect());
+    return patch;
 }
 
 void ScreenRecorder::deliver(quint64 generation, const SampleBuffer &sample, SampleBufferType type)
@@ -321,6 +351,11 @@ void ScreenRecorder::deliver(quint64 generation, const SampleBuffer &sample, Sam
     }
     const auto handler = m_handler; // the handler may stop the capture
     (*handler)(sample, type, std::nullopt);
+}
+
+void ScreenRecorder::setMaximumFrameRate(int framesPerSecond)
+{
+    m_maximumFrameRate = std::clamp(framesPerSecond, 1, MovieClock::kTicksPerSecond);
 }
 
 void ScreenRecorder::setStartFailureForTesting(std::optional<ErrorCode> code)

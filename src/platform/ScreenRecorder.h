@@ -1,19 +1,24 @@
 // Records the host's own key window: after each repaint of that window the
-// pixels it has just painted are copied (damage driven: no repaint, no
-// frame), stamped on the monotonic clock and handed as video sample buffers
-// to the sample handler on the recorder thread. Frames are at least one
-// movie-clock tick apart: a repaint sooner than that is taken once the tick
-// has passed, together with any repaint in between.
+// pixels it has just repainted are copied (damage driven: no repaint, no
+// frame; only what changed is copied), stamped on the monotonic clock and
+// converted on the recorder thread into a YUV picture of the window kept
+// between frames, which goes as a video sample buffer to the sample
+// handler. Frames are at least one movie-clock tick apart (or further, with
+// a lower frame-rate cap): a repaint sooner than that is taken once the
+// interval has passed, together with any repaint in between.
 #pragma once
 
 #include "platform/FramePool.h"
 #include "platform/MediaError.h"
 #include "platform/MovieClock.h"
+#include "platform/RepaintTracker.h"
 #include "platform/SampleBuffer.h"
+#include "platform/YuvCanvas.h"
 #include "tessivo_export.h"
 
 #include <QMutex>
 #include <QObject>
+#include <QRegion>
 #include <QPointer>
 #include <QRecursiveMutex>
 #include <QSize>
@@ -64,6 +69,11 @@ public:
     void stopCapture(Completion handler);
 
     bool isRecording() const { return m_recording; }
+    /// The most frames a second the recorder takes (30 by default, which
+    /// is also the most: the movie clock has 30 ticks a second). A host may
+    /// lower it to spend less on fast-repainting windows. GUI thread.
+    void setMaximumFrameRate(int framesPerSecond);
+    int maximumFrameRate() const { return m_maximumFrameRate; }
     /// Kept for hosts that ask; the recorder never captures sound.
     bool isMicrophoneEnabled() const { return m_microphoneEnabled; }
     void setMicrophoneEnabled(bool enabled) { m_microphoneEnabled = enabled; }
@@ -78,6 +88,8 @@ public:
         quint64 framesCaptured = 0;
         /// Repaints not captured because the recorder thread was behind.
         quint64 framesDropped = 0;
+        /// Pixels copied from the window (the repainted areas only).
+        quint64 pixelsCopied = 0;
         /// GUI-thread CPU time spent taking frames, and the wall time it
         /// took (longer when other threads or processes hold the CPU).
         qint64 guiCpuNanoseconds = 0;
@@ -106,12 +118,17 @@ private:
     void detach();
     void followKeyWindow();
     void grabFrame();
+    /// The pixels of the window inside `area` (window device pixels), as
+    /// painted last; all of the frame for windows rendered for each frame.
+    FramePatch copyFrame(const QRegion &area, QSize frameSize);
     void post(std::function<void()> work);
     void deliver(quint64 generation, const SampleBuffer &sample, SampleBufferType type);
 
     static constexpr int kMaxFramesInFlight = 3;
     /// The shortest time between two frames of one capture.
     static constexpr MediaTime kMinimumFrameInterval{1, MovieClock::kTicksPerSecond};
+    /// The time between frames at the frame-rate cap.
+    MediaTime frameInterval() const { return {1, m_maximumFrameRate}; }
 
     QThread m_thread;
     QObject *m_recorderContext = nullptr; // lives on m_thread
@@ -127,10 +144,15 @@ private:
 
     // GUI thread only.
     QPointer<QWidget> m_window;
+    RepaintTracker *m_repaints = nullptr; // child
+    QRegion m_lastPrivateArea;            // the private areas filled in the last frame
     bool m_grabScheduled = false;
     MediaTime m_lastGrab;
     bool m_renderEachFrame = false;
-    FramePool m_pool{kMaxFramesInFlight + 4};
+    int m_maximumFrameRate = MovieClock::kTicksPerSecond;
+    FramePool m_pool{2}; // more patches in flight get buffers of their own
+
+    YuvCanvas m_canvas; // recorder thread only
     std::optional<ErrorCode> m_startFailure;
 
     mutable QMutex m_statsMutex;

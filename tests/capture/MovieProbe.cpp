@@ -105,6 +105,19 @@ QList<double> decodedFrameTimes(const QString &path)
     return times;
 }
 
+QList<QByteArray> decodedLumaPlanes(const QString &path, int width, int height)
+{
+    const QByteArray raw = run(QStringLiteral("ffmpeg"),
+                               {"-nostdin", "-v", "error", "-i", path, "-fps_mode", "passthrough", "-f",
+                                "rawvideo", "-pix_fmt", "yuv420p", "-"});
+    const qsizetype luma = qsizetype(width) * height;
+    const qsizetype frame = luma * 3 / 2;
+    QList<QByteArray> planes;
+    for (qsizetype at = 0; at + frame <= raw.size(); at += frame)
+        planes.append(raw.mid(at, luma));
+    return planes;
+}
+
 QList<QByteArray> decodedFrameColumns(const QString &path, int columns)
 {
     const QByteArray raw = run(QStringLiteral("ffmpeg"),

@@ -29,6 +29,9 @@ QList<QImage> decodedFrames(const QString &path, int width, int height);
 QString decodingMessages(const QString &path);
 /// The presentation times (seconds) of the frames as they are decoded.
 QList<double> decodedFrameTimes(const QString &path);
+/// The luma planes of every decoded frame, as stored (width × height bytes,
+/// limited range), in decoding order.
+QList<QByteArray> decodedLumaPlanes(const QString &path, int width, int height);
 /// Every decoded frame averaged down to `columns` × 1 grey pixels.
 QList<QByteArray> decodedFrameColumns(const QString &path, int columns);
 

@@ -11,14 +11,20 @@
 #include <QDir>
 #include <QElapsedTimer>
 #include <QFile>
+#include <QListWidget>
 #include <QPainter>
 #include <QRandomGenerator>
+#include <QScrollBar>
 #include <QSignalSpy>
 #include <QStandardPaths>
 #include <QTest>
 #include <QThread>
 #include <QTimer>
 #include <QWidget>
+
+extern "C" {
+#include <libavutil/frame.h>
+}
 
 using namespace tessivo;
 
@@ -50,6 +56,87 @@ private:
     QTimer m_timer;
     int m_step = 0;
 };
+
+/// A window where a little changes at each step and the rest stays: a
+/// badge showing the step in binary, a box that moves and a list that
+/// scrolls (both are moved in the backing store, not repainted), over a
+/// static background.
+class StepWindow : public QWidget
+{
+public:
+    static constexpr int kBits = 8;
+    static constexpr QRect kBadge{200, 10, kBits * 8, 16};
+
+    StepWindow()
+    {
+        resize(320, 240);
+        m_box.setParent(this);
+        m_box.setAutoFillBackground(true);
+        m_box.setPalette(QPalette(QColor(200, 40, 40)));
+        m_box.resize(30, 30);
+        m_list.setParent(this);
+        m_list.setGeometry(10, 60, 150, 170);
+        m_list.setVerticalScrollMode(QAbstractItemView::ScrollPerPixel);
+        for (int i = 0; i < 200; ++i)
+            m_list.addItem(QStringLiteral("Row %1 of the list").arg(i));
+        setStep(0);
+    }
+    void setStep(int step)
+    {
+        m_step = step;
+        m_box.move(180 + (step * 9) % 100, 120 + (step * 5) % 80);
+        m_list.verticalScrollBar()->setValue(step * 7);
+        update(kBadge);
+    }
+    /// The step whose badge a decoded luma plane shows.
+    static int stepIn(const QByteArray &luma, int width)
+    {
+        int step = 0;
+        for (int bit = 0; bit < kBits; ++bit) {
+            const int x = kBadge.x() + bit * 8 + 4;
+            step |= (quint8(luma[(kBadge.y() + 8) * width + x]) > 128) << bit;
+        }
+        return step;
+    }
+
+protected:
+    void paintEvent(QPaintEvent *) override
+    {
+        QPainter p(this);
+        for (int y = 0; y < height(); y += 12)
+            p.fillRect(0, y, width(), 6, QColor(230, 230 - y / 4, 210));
+        p.drawText(170, 50, QStringLiteral("static text"));
+        for (int bit = 0; bit < kBits; ++bit)
+            p.fillRect(kBadge.x() + bit * 8, kBadge.y(), 8, kBadge.height(),
+                       (m_step >> bit) & 1 ? Qt::white : Qt::black);
+    }
+
+private:
+    QWidget m_box;
+    QListWidget m_list;
+    int m_step = 0;
+};
+
+/// The largest mean luma difference of any 8×8 block between a decoded
+/// plane and the window's pixels (limited-range BT.709 luma).
+double worstBlockError(const QByteArray &luma, const QImage &painted)
+{
+    double worst = 0;
+    for (int by = 0; by + 8 <= painted.height(); by += 8) {
+        for (int bx = 0; bx + 8 <= painted.width(); bx += 8) {
+            double sum = 0;
+            for (int y = by; y < by + 8; ++y) {
+                for (int x = bx; x < bx + 8; ++x) {
+                    const QRgb c = painted.pixel(x, y);
+                    const double expected = 16 + 219 * (0.2126 * qRed(c) + 0.7152 * qGreen(c) + 0.0722 * qBlue(c)) / 255;
+                    sum += qAbs(quint8(luma[y * painted.width() + x]) - expected);
+                }
+            }
+            worst = std::max(worst, sum / 64);
+        }
+    }
+    return worst;
+}
 
 bool showAsKeyWindow(QWidget &window)
 {
@@ -131,6 +218,7 @@ private Q_SLOTS:
     void startFailuresCarryTheirCodes();
     void windowResizeAndCloseKeepTheFrameSize();
     void writerFailureStopsTheRecording();
+    void partialRepaintsDecodeToThePaintedWindow();
 
 private:
     QString m_folder;
@@ -372,6 +460,76 @@ void TestCaptureManager::writerFailureStopsTheRecording()
                                      SampleBufferType::video);
     QTest::qWait(100);
     QCOMPARE(countLines(console, prefix), 1);
+}
+
+/// Shows the steps one by one, each as a frame of its own, and checks that
+/// every frame in `lumaPlanes` (whatever the recorder made of them) is the
+/// window as painted at the step its badge shows.
+void checkStepFrames(StepWindow &window, ScreenRecorder &recorder, int steps,
+                     const std::function<QList<QByteArray>()> &lumaPlanes)
+{
+    window.update();
+    for (int step = 0; step < steps; ++step) {
+        const quint64 before = recorder.statistics().framesCaptured;
+        window.setStep(step);
+        QVERIFY(waitUntil([&] { return recorder.statistics().framesCaptured > before; }));
+    }
+    const QList<QByteArray> frames = lumaPlanes();
+    QVERIFY2(frames.size() >= steps / 2, qPrintable(QString::number(frames.size())));
+    QSet<int> seen;
+    for (const QByteArray &frame : frames) {
+        const int step = StepWindow::stepIn(frame, window.width());
+        QVERIFY2(step < steps, qPrintable(QString::number(step)));
+        seen.insert(step);
+        window.setStep(step);
+        const double error = worstBlockError(frame, window.grab().toImage());
+        QVERIFY2(error < 8, qPrintable(QString("step %1: a block is off by %2").arg(step).arg(error)));
+    }
+    QVERIFY(seen.size() >= steps / 2);
+}
+
+void TestCaptureManager::partialRepaintsDecodeToThePaintedWindow()
+{
+    // Only what was repainted or moved is copied into the recorder's
+    // picture: every frame must still be the whole window as painted, in
+    // the movie and in every picture the recorder handed out, even while
+    // all of them are still held (as by an encoder that is behind).
+    StepWindow window;
+    QVERIFY(showAsKeyWindow(window));
+    QTest::qWait(100);
+    {
+        CaptureMananger manager;
+        QVERIFY(startAndWait(manager).value() == std::nullopt);
+        checkStepFrames(window, *manager.recorder(), 45, [&] {
+            if (!stopAndWaitForFile(manager))
+                return QList<QByteArray>();
+            return test::decodedLumaPlanes(manager.recordingFileURL().toLocalFile(), window.width(),
+                                           window.height());
+        });
+    }
+    ScreenRecorder recorder;
+    QMutex mutex;
+    QList<SampleBuffer> held;
+    recorder.startCapture(
+        [&](const SampleBuffer &sample, SampleBufferType, std::optional<MediaError>) {
+            QMutexLocker lock(&mutex);
+            held.append(sample);
+        },
+        {});
+    QVERIFY(waitUntil([&] { return recorder.isRecording(); }));
+    checkStepFrames(window, recorder, 30, [&] {
+        recorder.stopCapture({});
+        QMutexLocker lock(&mutex);
+        QList<QByteArray> planes;
+        for (const SampleBuffer &sample : held) {
+            const AVFrame *picture = sample.pixelBuffer().get();
+            QByteArray luma;
+            for (int y = 0; picture && y < picture->height; ++y)
+                luma.append(reinterpret_cast<const char *>(picture->data[0] + y * picture->linesize[0]), picture->width);
+            planes.append(luma);
+        }
+        return planes;
+    });
 }
 
 QTEST_MAIN(TestCaptureManager)
