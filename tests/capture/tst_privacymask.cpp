@@ -29,6 +29,11 @@
 #include <QSignalSpy>
 #include <QTest>
 
+extern "C" {
+#include <libavutil/frame.h>
+#include <libavutil/pixfmt.h>
+}
+
 using namespace tessivo;
 
 namespace {
@@ -58,6 +63,29 @@ int secretPixels(const QImage &image, QRect area, int shown = -1)
         }
     }
     return count;
+}
+
+/// The recorder's picture as RGB: an image sample as it is, a YUV 4:2:0
+/// one converted (BT.709, limited range, as the recorder writes it).
+QImage pictureOf(const SampleBuffer &sample)
+{
+    if (!sample.imageBuffer().isNull())
+        return sample.imageBuffer();
+    const AVFrame *f = sample.pixelBuffer().get();
+    if (!f || f->format != AV_PIX_FMT_YUV420P)
+        return {};
+    QImage image(f->width, f->height, QImage::Format_RGB32);
+    for (int y = 0; y < f->height; ++y) {
+        auto *line = reinterpret_cast<QRgb *>(image.scanLine(y));
+        for (int x = 0; x < f->width; ++x) {
+            const double c = 1.164 * (f->data[0][y * f->linesize[0] + x] - 16);
+            const double d = f->data[1][(y / 2) * f->linesize[1] + x / 2] - 128;
+            const double e = f->data[2][(y / 2) * f->linesize[2] + x / 2] - 128;
+            line[x] = qRgb(qBound(0, qRound(c + 1.793 * e), 255), qBound(0, qRound(c - 0.213 * d - 0.533 * e), 255),
+                           qBound(0, qRound(c + 2.112 * d), 255));
+        }
+    }
+    return image;
 }
 
 class Host : public QWidget
@@ -202,7 +230,7 @@ private Q_SLOTS:
         ScreenRecorder &recorder = ScreenRecorder::shared();
         recorder.startCapture([&](const SampleBuffer &sample, SampleBufferType, std::optional<MediaError>) {
             QMutexLocker lock(&mutex);
-            frames.append({sample.imageBuffer(), sample.presentationTimeStamp()});
+            frames.append({pictureOf(sample), sample.presentationTimeStamp()});
         }, {});
         QTest::qWait(1200);
         const MediaTime unmarked = MediaTime::monotonicNow();
