@@ -67,14 +67,19 @@ void PhotoCanvas::layout(CanvasScrollView *scroller)
 {
     if (!m_scene || !scroller)
         return;
-    const qreal width = scroller->viewport()->width();
-    qreal screenshotHeight = 0;
-    if (m_imageView && !m_imageView->pixmap().isNull()) {
-        const QSizeF natural = m_imageView->pixmap().deviceIndependentSize();
-        const qreal scale = natural.width() > 0 ? width / natural.width() : 1.0;
-        m_imageView->setScale(scale);
+    // The scene keeps the screenshot's own points whatever the window's
+    // size, so that strokes, stickers and texts stay where they were put
+    // and the report image does not depend on the window; the scroller
+    // scales it to show the whole screenshot, as wide as it fits.
+    const QSizeF visible = scroller->viewport()->size();
+    QSizeF screenshot;
+    if (m_imageView && !m_imageView->pixmap().isNull())
+        screenshot = m_imageView->pixmap().deviceIndependentSize();
+    const qreal width = screenshot.isEmpty() ? visible.width() : screenshot.width();
+    const qreal screenshotHeight = screenshot.isEmpty() ? 0.0 : screenshot.height();
+    if (m_imageView) {
+        m_imageView->setScale(1);
         m_imageView->setPos(0, 0);
-        screenshotHeight = natural.height() * scale;
     }
     if (m_strokeLayer) {
         m_strokeLayer->setPos(0, 0);
@@ -91,6 +96,10 @@ void PhotoCanvas::layout(CanvasScrollView *scroller)
         m_cardSeparator->setRect(QRectF(0, screenshotHeight, width, screenshotHeight > 0 ? 1 : 0));
     }
     m_scene->setSceneRect(QRectF(0, 0, width, screenshotHeight + cardHeight + scroller->bottomContentInset()));
+    qreal scale = 1;
+    if (!screenshot.isEmpty() && visible.width() > 0 && visible.height() > 0)
+        scale = std::min(visible.width() / screenshot.width(), visible.height() / screenshot.height());
+    scroller->setContentScale(scale);
 }
 
 void PhotoCanvas::drawLine(QPointF from, QPointF to, const QColor &color, qreal width, qreal scale)
@@ -136,7 +145,9 @@ QImage PhotoCanvas::render(CanvasScrollView *scroller)
     // Pending layouts first, so that the card is drawn as it now reads.
     QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
     layout(scroller);
-    const QRectF source(0, 0, scene->sceneRect().width(), scroller->contentHeight());
+    // The content in the scene's own points, whatever the view's scale.
+    const QRectF source(0, 0, scene->sceneRect().width(),
+                        scene->sceneRect().height() - scroller->bottomContentInset());
     const qreal scale = scroller->devicePixelRatioF();
     const QSize pixels(qCeil(source.width() * scale), qCeil(source.height() * scale));
     if (pixels.isEmpty())

@@ -78,7 +78,7 @@ PhotoEditorViewController::PhotoEditorViewController(QWidget *parent)
     CanvasScrollView *scroller = requireOutlet(m_ui->canvasScrollView, "canvasScrollView");
     scroller->setScene(scene);
     scroller->viewport()->installEventFilter(this);
-    connect(scroller, &CanvasScrollView::wheelScrolled, this, &PhotoEditorViewController::wheelScroll);
+    connect(scroller, &CanvasScrollView::scrollRequested, this, &PhotoEditorViewController::wheelScroll);
     setCanvasScrollView(scroller);
     m_canvasImageView->setUserInteractionEnabled(false);
     m_objectGestures = new ObjectGestures(this);
@@ -133,7 +133,10 @@ void PhotoEditorViewController::viewDidAppear(bool animated)
 {
     EditorViewController::viewDidAppear(animated);
     controlsViewInitialY = m_controlsView->mapTo(this, QPoint(0, 0)).y();
-    scrollCanvasToBottom();
+    // The editor opens on the whole screenshot; the indicator at the
+    // canvas's edge shows that the card lies below.
+    layoutCanvas();
+    m_canvasScrollView->setContentOffset(QPointF(0, 0), false);
 }
 
 void PhotoEditorViewController::traitCollectionDidChange(Appearance previous)
@@ -268,7 +271,7 @@ void PhotoEditorViewController::mouseReleaseEvent(QMouseEvent *event)
 
 double PhotoEditorViewController::scrollLimit() const
 {
-    const double card = m_metadataView ? m_metadataView->height() : 0.0;
+    const double card = m_metadataView ? m_metadataView->height() * m_canvasScrollView->contentScale() : 0.0;
     const double bar = m_controlsView ? m_controlsView->height() : 0.0;
     return card + bar;
 }
@@ -298,8 +301,8 @@ void PhotoEditorViewController::scrollGesture(GestureRecognizer *recognizer)
 
 void PhotoEditorViewController::wheelScroll(qreal dy)
 {
-    // The wheel scrolls as a drag does, within the same bounds, whenever a
-    // canvas pan is attached.
+    // The wheel and the keys scroll as a drag does, within the same bounds,
+    // whenever a canvas pan is attached.
     if (panGestureActive || !m_canvasScrollView || GestureRecognizer::recognizers(m_canvasScrollView).isEmpty())
         return;
     const double y = std::clamp(m_canvasScrollView->contentOffsetY() + dy, 0.0, std::max(0.0, scrollLimit()));

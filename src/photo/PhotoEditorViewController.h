@@ -143,8 +143,10 @@ public:
     void addAnnotation(qreal y);
     void textViewDidBeginEditing(AnnotateTextView *textView);
     void textViewDidChange(AnnotateTextView *textView);
-    /// A tap on the stroke layer after an annotation is finished.
+    /// A tap on the stroke layer after an annotation is finished: on a
+    /// text, edits it again; elsewhere, adds the next one there.
     void tapGesture(GestureRecognizer *recognizer);
+    void editAnnotation(AnnotateView *box);
     /// The recognisers on the stroke layer itself (not its objects').
     QList<GestureRecognizer *> canvasImageViewRecognizers() const;
 
