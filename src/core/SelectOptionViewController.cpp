@@ -152,6 +152,12 @@ void SelectOptionViewController::resizeEvent(QResizeEvent *event)
         if (auto *inner = qobject_cast<QBoxLayout *>(tile->layout()))
             inner->setDirection(row ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
     }
+    // Side by side, the tiles sit in the middle of the window with the
+    // heading above them; stacked, they sit at the bottom like a sheet.
+    for (int i = 0; i < m_ui->tilesLayout->count(); ++i)
+        m_ui->tilesLayout->setStretch(i, 1); // side by side, equally wide
+    m_ui->bottomStretch->changeSize(0, 0, QSizePolicy::Minimum, row ? QSizePolicy::Expanding : QSizePolicy::Fixed);
+    m_ui->columnLayout->invalidate();
     m_ui->columnLayout->setSpacing(height() < 640 ? 12 : 18);
     m_ui->tilesLayout->setSpacing(height() < 640 ? 12 : 18);
 }
