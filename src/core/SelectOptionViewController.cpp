@@ -17,6 +17,7 @@
 #include "ui_SelectOptionViewController.h"
 
 #include <QPainter>
+#include <QResizeEvent>
 #include <QPushButton>
 
 namespace tessivo {
@@ -138,6 +139,31 @@ void SelectOptionViewController::applyColors()
     for (QLabel *caption : {m_ui->videoDescriptionLabel, m_ui->screenshotCaption, m_ui->noteCaption})
         caption->setStyleSheet(QStringLiteral("color: %1; font-size: 10pt;").arg(secondary));
     update();
+}
+
+void SelectOptionViewController::resizeEvent(QResizeEvent *event)
+{
+    ViewController::resizeEvent(event);
+    // A wide window shows the three tiles side by side, each with its
+    // picture above its caption; a narrow one stacks them, and a short one
+    // keeps them only as tall as their content.
+    const bool row = width() >= 860 && width() > height();
+    m_ui->tilesLayout->setDirection(row ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
+    m_ui->column->setMaximumWidth(row ? 1040 : 520);
+    const int tileHeight = row ? 180 : (height() < 640 ? 0 : 112);
+    for (QWidget *tile : {m_ui->videoView, m_ui->screenshotView, m_ui->imageView}) {
+        tile->setMinimumHeight(tileHeight);
+        if (auto *inner = qobject_cast<QBoxLayout *>(tile->layout()))
+            inner->setDirection(row ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
+    }
+    // Side by side, the tiles sit in the middle of the window with the
+    // heading above them; stacked, they sit at the bottom like a sheet.
+    for (int i = 0; i < m_ui->tilesLayout->count(); ++i)
+        m_ui->tilesLayout->setStretch(i, 1); // side by side, equally wide
+    m_ui->bottomStretch->changeSize(0, 0, QSizePolicy::Minimum, row ? QSizePolicy::Expanding : QSizePolicy::Fixed);
+    m_ui->columnLayout->invalidate();
+    m_ui->columnLayout->setSpacing(height() < 640 ? 12 : 18);
+    m_ui->tilesLayout->setSpacing(height() < 640 ? 12 : 18);
 }
 
 void SelectOptionViewController::paintEvent(QPaintEvent *)

@@ -53,6 +53,7 @@ protected:
     void traitCollectionDidChange(Appearance previous) override;
     void prepare(StoryboardSegue &segue, QObject *sender) override;
     void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
 
 private:
     void attachTap(QWidget *tile, void (SelectOptionViewController::*action)());

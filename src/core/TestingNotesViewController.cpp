@@ -18,6 +18,7 @@
 #include <QScrollBar>
 #include <QTextDocument>
 #include <QTextEdit>
+#include <QResizeEvent>
 #include <QWheelEvent>
 
 namespace tessivo {
@@ -100,23 +101,56 @@ void TestingNotesViewController::viewWillAppear(bool animated)
     notes->setVisible(!TessivoKit::shared().testingNotes.isEmpty());
     if (QWidget *root = window(); root && root != this)
         resize(root->size());
+    arrangeCard();
+}
+
+void TestingNotesViewController::resizeEvent(QResizeEvent *event)
+{
+    ViewController::resizeEvent(event);
+    if (hasAppeared())
+        arrangeCard();
+}
+
+void TestingNotesViewController::arrangeCard()
+{
+    // A landscape window shows the card in two columns (the app and its
+    // notes; the gesture and the button), so that it fits a short window
+    // and uses a wide one; a portrait window stacks them.
+    const bool wide = width() > height() && width() >= 600;
+    m_ui->cardLayout->setDirection(wide ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
+    m_ui->cardLayout->setSpacing(wide ? 32 : 6);
+    helperView->setMaximumWidth(wide ? 880 : 440);
+    fitNotes();
+}
+
+void TestingNotesViewController::fitNotes()
+{
+    QTextEdit *notes = requireOutlet(notesTextView.data(), "notesTextView");
     // Lay everything out now, so that the text view has its real width.
     if (layout())
         layout()->activate();
     QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
 
-    // The height the notes need at the text view's width.
+    // The height the notes need at the text view's width, with the box's
+    // own frame and the style sheet's padding around the text.
     const qreal margin = notes->document()->documentMargin();
     QTextDocument measure;
     measure.setDefaultFont(notes->font());
     measure.setDocumentMargin(0);
     measure.setPlainText(notes->toPlainText());
     measure.setTextWidth(std::max<qreal>(1, notes->viewport()->width() - 2 * margin));
-    const qreal needed = measure.size().height() + 2 * margin;
-    const bool scrolls = needed > height() * 0.2;
+    const int chrome = notes->height() - notes->viewport()->height();
+    const qreal needed = measure.size().height() + 2 * margin + chrome;
+    // The room the window leaves the box beside the rest of the card.
+    QWidget *column = m_ui->cardLayout->direction() == QBoxLayout::LeftToRight ? m_ui->aboutColumn : helperView.data();
+    const int outer = m_ui->centering->contentsMargins().top() + m_ui->centering->contentsMargins().bottom();
+    const int rest = column->sizeHint().height() - notes->height()
+        + (column == helperView ? 0 : m_ui->cardLayout->contentsMargins().top() + m_ui->cardLayout->contentsMargins().bottom());
+    const qreal room = std::max<qreal>(3 * notes->fontMetrics().lineSpacing() + chrome, height() - outer - rest);
+    const bool scrolls = needed > height() * 0.2 || needed > room;
     setNotesScrollEnabled(scrolls);
     // Short notes show whole; long ones get a window of their own to scroll.
-    notes->setFixedHeight(static_cast<int>(std::ceil(scrolls ? std::min(needed, height() * 0.45) : needed)));
+    notes->setFixedHeight(static_cast<int>(std::ceil(scrolls ? std::min({needed, height() * 0.45, room}) : needed)));
 }
 
 void TestingNotesViewController::setNotesScrollEnabled(bool enabled)

@@ -53,6 +53,7 @@ public:
 protected:
     void viewDidLoad() override;
     void viewWillAppear(bool animated) override;
+    void resizeEvent(QResizeEvent *event) override;
     void traitCollectionDidChange(Appearance previous) override;
     bool eventFilter(QObject *watched, QEvent *event) override;
 
@@ -60,6 +61,8 @@ private:
     void applyBackdrop();
     void applyColors();
     void setNotesScrollEnabled(bool enabled);
+    void arrangeCard();
+    void fitNotes();
 
     std::unique_ptr<Ui::TestingNotesViewController> m_ui;
     bool m_notesScroll = false;

@@ -49,10 +49,22 @@ QString fieldText(const QTextEdit *field, const QString &placeholder)
     return text == placeholder ? QString() : text;
 }
 
+// On a wide window the panels keep a readable width, centred.
+constexpr int kMaximumPanelWidth = 720;
+
+QRect centredPanel(QRect frame)
+{
+    if (frame.width() > kMaximumPanelWidth) {
+        frame.moveLeft(frame.left() + (frame.width() - kMaximumPanelWidth) / 2);
+        frame.setWidth(kMaximumPanelWidth);
+    }
+    return frame;
+}
+
 QRect bottomFrame(const QWidget *container, double height)
 {
     const int h = qRound(height);
-    return {0, container->height() - h, container->width(), h};
+    return centredPanel({0, container->height() - h, container->width(), h});
 }
 
 } // namespace
@@ -128,7 +140,7 @@ void EditorViewController::showNoteView(QWidget *container, const QRect &frame)
         m_noteView = panel;
         container->installEventFilter(this);
     }
-    m_noteView->setGeometry(frame);
+    m_noteView->setGeometry(centredPanel(frame));
     m_noteView->show();
     m_noteView->raise();
     // The panel shows the note types that will be sent.
@@ -147,7 +159,7 @@ void EditorViewController::showShareView(QWidget *container, const QRect &frame)
         m_shareView = panel;
         container->installEventFilter(this);
     }
-    m_shareView->setGeometry(frame);
+    m_shareView->setGeometry(centredPanel(frame));
     m_shareView->show();
     m_shareView->raise();
 }

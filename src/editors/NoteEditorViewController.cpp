@@ -1,4 +1,5 @@
 #include "editors/NoteEditorViewController.h"
+#include "editors/VideoEditorViewController.h"
 
 #include "core/TessivoKit.h"
 #include "metadata/MetadataTexts.h"
@@ -110,6 +111,7 @@ void NoteEditorViewController::resizeEvent(QResizeEvent *event)
     // On wide screens the card and the panels keep a readable width.
     const int side = std::max(0, (width() - kMaximumContentWidth) / 2);
     m_ui->contentLayout->setContentsMargins(side, 0, side, 0);
+    m_controlsView->setFixedWidth(std::min(width(), VideoEditorViewController::kMaximumBarWidth));
 }
 
 void NoteEditorViewController::paintEvent(QPaintEvent *)

@@ -17,6 +17,7 @@
 
 #include <QMediaPlayer>
 #include <QPainter>
+#include <QResizeEvent>
 #include <QPropertyAnimation>
 #include <QVBoxLayout>
 
@@ -94,6 +95,14 @@ void VideoEditorViewController::traitCollectionDidChange(Appearance previous)
     EditorViewController::traitCollectionDidChange(previous);
     styleControlsPanel(m_videoControlsView);
     update();
+}
+
+void VideoEditorViewController::resizeEvent(QResizeEvent *event)
+{
+    EditorViewController::resizeEvent(event);
+    // On a wide window the bar keeps a comfortable width, centred.
+    if (m_videoControlsView)
+        m_videoControlsView->setFixedWidth(std::min(width(), kMaximumBarWidth));
 }
 
 void VideoEditorViewController::paintEvent(QPaintEvent *)

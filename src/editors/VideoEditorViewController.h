@@ -31,6 +31,8 @@ class TESSIVO_EXPORT VideoEditorViewController : public EditorViewController
     Q_OBJECT
     Q_PROPERTY(QUrl videoFileURL READ videoFileURLProperty WRITE setVideoFileURLProperty)
 public:
+    /// The widest the tool bar grows on a wide window.
+    static constexpr int kMaximumBarWidth = 600;
     explicit VideoEditorViewController(QWidget *parent = nullptr);
     ~VideoEditorViewController() override;
 
@@ -76,6 +78,7 @@ protected:
     void keyboardWillHide(const KeyboardNotification &notification) override;
     void done() override;
     void paintEvent(QPaintEvent *event) override;
+    void resizeEvent(QResizeEvent *event) override;
 
 private:
     QUrl videoFileURLProperty() const { return videoFileURL.value_or(QUrl()); }

@@ -1,11 +1,13 @@
 #include "metadata/SharingMethodView.h"
 
 #include "core/TessivoKit.h"
+#include "platform/Appearance.h"
 #include "platform/Bundle.h"
 #include "platform/ContentView.h"
 
 #include "ui_SharingMethodView.h"
 
+#include <QEvent>
 #include <QLabel>
 #include <QPushButton>
 
@@ -14,14 +16,17 @@ namespace {
 
 // The translucent grey shared with the note fields.
 const QColor kPromptBackground(192, 192, 192, static_cast<int>(0.3 * 255 + 0.5));
-// Light grey at two thirds white.
-const QColor kButtonBackground(170, 170, 170);
-
+// The choices look like the enabled buttons they are: the appearance's
+// raised surface with a hairline, not a greyed-out fill.
 void styleButton(QPushButton *button, const char *imageName)
 {
-    Layer::of(button)->setBackgroundColor(kButtonBackground);
+    const bool dark = appearanceOf(button) == Appearance::dark;
+    Layer *layer = Layer::of(button);
+    layer->setBackgroundColor(dark ? QColor(58, 58, 60) : QColor(255, 255, 255));
+    layer->setBorderWidth(1);
+    layer->setBorderColor(dark ? QColor(99, 99, 102) : QColor(199, 199, 204));
     QPalette palette = button->palette();
-    palette.setColor(QPalette::ButtonText, Qt::black);
+    palette.setColor(QPalette::ButtonText, dark ? Qt::white : Qt::black);
     button->setPalette(palette);
     const QIcon icon = Bundle::kit().icon(QString::fromLatin1(imageName));
     if (!icon.isNull())
@@ -48,11 +53,23 @@ SharingMethodView::SharingMethodView(QWidget *parent) : QWidget(parent)
                                                                               : ShareMethod::monday;
     if (m_trackerMethod == ShareMethod::trello)
         m_mondayButton->setText(QStringLiteral("Trello"));
-    styleButton(m_mondayButton, m_trackerMethod == ShareMethod::trello ? "sharingTrello" : "sharingMonday");
-    styleButton(m_otherButton, "sharingOther");
+    applyStyle();
 
     connect(m_mondayButton, &QPushButton::clicked, this, &SharingMethodView::mondayButtonAction);
     connect(m_otherButton, &QPushButton::clicked, this, &SharingMethodView::otherButtonAction);
+}
+
+void SharingMethodView::applyStyle()
+{
+    styleButton(m_mondayButton, m_trackerMethod == ShareMethod::trello ? "sharingTrello" : "sharingMonday");
+    styleButton(m_otherButton, "sharingOther");
+}
+
+void SharingMethodView::changeEvent(QEvent *event)
+{
+    QWidget::changeEvent(event);
+    if (event->type() == QEvent::PaletteChange && m_mondayButton && m_otherButton)
+        applyStyle();
 }
 
 void SharingMethodView::setShareFunctionFromController(std::function<void()> function)

@@ -39,8 +39,12 @@ public Q_SLOTS:
     void mondayButtonAction();
     void otherButtonAction();
 
+protected:
+    void changeEvent(QEvent *event) override;
+
 private:
     void pick(ShareMethod method);
+    void applyStyle();
 
     std::optional<ShareMethod> m_selectedOption;
     QPointer<QWidget> m_view;

@@ -6,14 +6,16 @@
 #include <QTextDocument>
 #include <QTextOption>
 
+#include <algorithm>
+
 namespace tessivo {
 
 AnnotateTextView::AnnotateTextView(QGraphicsItem *parent) : QGraphicsTextItem(parent)
 {
     QFont face = font();
-    face.setPointSizeF(kFontSize);
     face.setWeight(QFont::Bold);
     setFont(face);
+    setFontSize(kFontSize);
     QTextOption option = document()->defaultTextOption();
     option.setAlignment(Qt::AlignHCenter);
     option.setWrapMode(QTextOption::WrapAtWordBoundaryOrAnywhere);
@@ -87,6 +89,17 @@ QSizeF AnnotateTextView::sizeThatFits(qreal maximumWidth)
     const qreal natural = document()->idealWidth() + 2 * document()->documentMargin();
     setTextWidth(std::min(natural, maximumWidth));
     return document()->size();
+}
+
+void AnnotateTextView::setFontSize(qreal pixels)
+{
+    // Sizes are pixels of the canvas, not typographic points, which would
+    // grow with the screen's dots per inch. The fraction is kept so that a
+    // slow pinch still adds up.
+    m_fontSize = pixels;
+    QFont face = font();
+    face.setPixelSize(std::max(1, qRound(pixels)));
+    setTextFont(face);
 }
 
 void AnnotateTextView::setTextFont(const QFont &face)

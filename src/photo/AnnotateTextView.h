@@ -52,6 +52,9 @@ public:
 
     QFont textFont() const { return font(); }
     void setTextFont(const QFont &font);
+    /// The text's size in pixels of the canvas.
+    qreal fontSize() const { return m_fontSize; }
+    void setFontSize(qreal pixels);
 
     void paint(QPainter *painter, const QStyleOptionGraphicsItem *option, QWidget *widget) override;
 
@@ -66,6 +69,7 @@ protected:
 
 private:
     int m_tag = 0;
+    qreal m_fontSize = kFontSize;
     QColor m_background = Qt::transparent;
     QColor m_tint;
 };

@@ -238,11 +238,8 @@ void ObjectGestures::pinch(GestureRecognizer *recognizer)
     const qreal s = pinch->scale();
     if (auto *annotation = qobject_cast<AnnotateView *>(recognizer->item())) {
         AnnotateTextView *text = annotation->textView();
-        QFont face = text->textFont();
-        if (face.pointSizeF() * s < kAnnotationFontLimit) {
-            face.setPointSizeF(face.pointSizeF() * s);
-            text->setTextFont(face);
-        }
+        if (text->fontSize() * s < kAnnotationFontLimit)
+            text->setFontSize(text->fontSize() * s);
         text->sizeThatFits(m_editor->window()->width());
         annotation->fitToTextView();
         annotation->update();

@@ -21,7 +21,9 @@ void PhotoEditorViewController::addAnnotation(qreal y)
     if (!layer)
         qFatal("Tessivo: the photo editor has no stroke layer");
     // A third of the box lies above the point.
-    auto *box = new AnnotateView(QRectF(0, y - AnnotateView::kHeight / 3.0, width(), AnnotateView::kHeight));
+    // As wide as the screenshot, in its own points.
+    auto *box = new AnnotateView(
+        QRectF(0, y - AnnotateView::kHeight / 3.0, layer->size().width(), AnnotateView::kHeight));
     box->setTag(static_cast<int>(annotationViews.size()));
     AnnotateTextView *text = box->textView();
     connect(text, &AnnotateTextView::didBeginEditing, this, &PhotoEditorViewController::textViewDidBeginEditing);
@@ -105,11 +107,35 @@ void PhotoEditorViewController::tapGesture(GestureRecognizer *recognizer)
     const QPointF location = m_canvasImageView->mapFromScene(m_canvasScrollView->mapToScene(inViewport.toPoint()));
     if (!m_canvasImageView->boundingRect().contains(location))
         return;
+    AnnotateView *touched = nullptr;
+    for (AnnotateView *each : std::as_const(annotationViews)) {
+        if (each && each->parentItem() == m_canvasImageView
+            && each->contains(each->mapFromItem(m_canvasImageView, location)))
+            touched = each;
+    }
     if (auto *active = qobject_cast<AnnotateTextView *>(activeTextView.data())) {
         active->setEditable(false);
         active->setBackgroundColor(Qt::transparent);
     }
-    addAnnotation(location.y());
+    if (touched)
+        editAnnotation(touched);
+    else
+        addAnnotation(location.y());
+}
+
+void PhotoEditorViewController::editAnnotation(AnnotateView *box)
+{
+    // A finished text taps back into editing, keeping its colour and size.
+    AnnotateTextView *text = box->textView();
+    text->setEditable(true);
+    box->bringToFront();
+    placeAccessory();
+    m_canvasScrollView->setFocus(Qt::OtherFocusReason);
+    text->becomeFirstResponder();
+    activeAnnotateView = box;
+    activeTextView = text;
+    text->setBackgroundColor(editingHighlight());
+    activeAnnotationIsEditing = true;
 }
 
 QList<GestureRecognizer *> PhotoEditorViewController::canvasImageViewRecognizers() const

@@ -1,6 +1,7 @@
 #include "photo/PhotoEditorViewController.h"
 
 #include "photo/ObjectGestures.h"
+#include "photo/PhotoCanvas.h"
 #include "photo/StickerView.h"
 
 #include "core/TessivoKit.h"
@@ -14,9 +15,6 @@
 
 #include "ui_PhotoEditorViewController.h"
 
-#include <QCoreApplication>
-#include <QGraphicsProxyWidget>
-#include <QGraphicsRectItem>
 #include <QLayout>
 #include <QMouseEvent>
 #include <QPainter>
@@ -38,11 +36,6 @@ constexpr int kMaximumBarWidth = 600;
 QColor backgroundFor(Appearance appearance)
 {
     return appearance == Appearance::dark ? QColor(0, 0, 0) : QColor(242, 242, 247);
-}
-
-QColor cardColorFor(Appearance appearance)
-{
-    return appearance == Appearance::dark ? QColor(28, 28, 30) : QColor(Qt::white);
 }
 
 } // namespace
@@ -75,29 +68,17 @@ PhotoEditorViewController::PhotoEditorViewController(QWidget *parent)
     showBar(m_controlsView);
 
     // The canvas: screenshot, stroke layer over it, card below.
-    auto *scene = new QGraphicsScene(this);
-    // A click beside the text being edited leaves the keyboard with it.
-    scene->setStickyFocus(true);
-    // A handful of items that move, scale and turn all the time: hit tests
-    // read them as they are now rather than from a spatial index.
-    scene->setItemIndexMethod(QGraphicsScene::NoIndex);
+    m_canvas = new PhotoCanvas(this);
+    QGraphicsScene *scene = m_canvas->scene();
     m_canvasView = scene;
-    auto *card = new MetadataView;
-    m_cardProxy = scene->addWidget(card);
-    m_cardProxy->setZValue(-1);
-    m_metadataView = card;
-    // A hairline where the screenshot ends and the card begins.
-    m_cardSeparator = scene->addRect(QRectF(), Qt::NoPen);
-    m_cardSeparator->setZValue(2);
-    m_canvasImageView = new StrokeLayerItem;
-    m_canvasImageView->setZValue(1);
-    scene->addItem(m_canvasImageView);
-    setImageView(scene->addPixmap(QPixmap()));
+    m_metadataView = m_canvas->metadataView();
+    m_canvasImageView = m_canvas->strokeLayer();
+    setImageView(m_canvas->imageView());
 
     CanvasScrollView *scroller = requireOutlet(m_ui->canvasScrollView, "canvasScrollView");
     scroller->setScene(scene);
     scroller->viewport()->installEventFilter(this);
-    connect(scroller, &CanvasScrollView::wheelScrolled, this, &PhotoEditorViewController::wheelScroll);
+    connect(scroller, &CanvasScrollView::scrollRequested, this, &PhotoEditorViewController::wheelScroll);
     setCanvasScrollView(scroller);
     m_canvasImageView->setUserInteractionEnabled(false);
     m_objectGestures = new ObjectGestures(this);
@@ -118,8 +99,7 @@ void PhotoEditorViewController::setImageView(QGraphicsPixmapItem *item)
     m_imageView = item;
     if (!item)
         return;
-    item->setTransformationMode(Qt::SmoothTransformation);
-    item->setPixmap(m_image.isNull() ? QPixmap() : QPixmap::fromImage(m_image));
+    m_canvas->setImageView(item, m_image);
     layoutCanvas();
 }
 
@@ -153,7 +133,10 @@ void PhotoEditorViewController::viewDidAppear(bool animated)
 {
     EditorViewController::viewDidAppear(animated);
     controlsViewInitialY = m_controlsView->mapTo(this, QPoint(0, 0)).y();
-    scrollCanvasToBottom();
+    // The editor opens on the whole screenshot; the indicator at the
+    // canvas's edge shows that the card lies below.
+    layoutCanvas();
+    m_canvasScrollView->setContentOffset(QPointF(0, 0), false);
 }
 
 void PhotoEditorViewController::traitCollectionDidChange(Appearance previous)
@@ -170,19 +153,8 @@ void PhotoEditorViewController::applyColors()
     const Appearance appearance = appearanceOf(this);
     if (m_canvasScrollView)
         m_canvasScrollView->setBackgroundBrush(backgroundFor(appearance));
-    if (m_canvasView)
-        m_canvasView->setPalette(palette());
-    if (m_metadataView) {
-        // The card is drawn by its proxy, which fills it with its window
-        // colour: that is the card's colour.
-        QPalette card = palette();
-        card.setColor(QPalette::Window, cardColorFor(appearance));
-        m_metadataView->setPalette(card);
-        m_metadataView->setAutoFillBackground(true);
-    }
-    if (m_cardSeparator)
-        m_cardSeparator->setBrush(appearance == Appearance::dark ? QColor(84, 84, 88) : QColor(198, 198, 200));
-    Layer::of(m_ui->keyboardBackgroundView)->setBackgroundColor(cardColorFor(appearance));
+    m_canvas->applyColors(appearance, palette());
+    Layer::of(m_ui->keyboardBackgroundView)->setBackgroundColor(PhotoCanvas::cardColorFor(appearance));
     update();
 }
 
@@ -210,33 +182,8 @@ bool PhotoEditorViewController::eventFilter(QObject *watched, QEvent *event)
 
 void PhotoEditorViewController::layoutCanvas()
 {
-    if (!m_canvasView || !m_canvasScrollView)
-        return;
-    const qreal width = m_canvasScrollView->viewport()->width();
-    qreal screenshotHeight = 0;
-    if (m_imageView && !m_imageView->pixmap().isNull()) {
-        const QSizeF natural = m_imageView->pixmap().deviceIndependentSize();
-        const qreal scale = natural.width() > 0 ? width / natural.width() : 1.0;
-        m_imageView->setScale(scale);
-        m_imageView->setPos(0, 0);
-        screenshotHeight = natural.height() * scale;
-    }
-    if (m_canvasImageView) {
-        m_canvasImageView->setPos(0, 0);
-        m_canvasImageView->setSize(QSizeF(width, screenshotHeight));
-    }
-    qreal cardHeight = 0;
-    if (m_metadataView && m_cardProxy) {
-        if (QLayout *layout = m_metadataView->layout())
-            layout->activate();
-        const int w = qRound(width);
-        const int forWidth = m_metadataView->hasHeightForWidth() ? m_metadataView->heightForWidth(w) : -1;
-        cardHeight = forWidth > 0 ? forWidth : m_metadataView->sizeHint().height();
-        m_cardProxy->setGeometry(QRectF(0, screenshotHeight, width, cardHeight));
-        m_cardSeparator->setRect(QRectF(0, screenshotHeight, width, screenshotHeight > 0 ? 1 : 0));
-    }
-    m_canvasView->setSceneRect(
-        QRectF(0, 0, width, screenshotHeight + cardHeight + m_canvasScrollView->bottomContentInset()));
+    if (m_canvas)
+        m_canvas->layout(m_canvasScrollView);
 }
 
 void PhotoEditorViewController::refreshCard()
@@ -265,38 +212,8 @@ bool PhotoEditorViewController::isOverCanvas(QPointF editorPoint) const
 
 void PhotoEditorViewController::drawLine(QPointF from, QPointF to)
 {
-    StrokeLayerItem *layer = m_canvasImageView;
-    if (!layer)
-        qFatal("Tessivo: the photo editor has no stroke layer");
-    const QRect frame = layer->frame().toAlignedRect();
-    const QSize size = frame.size();
     const qreal scale = m_canvasScrollView ? m_canvasScrollView->devicePixelRatioF() : devicePixelRatioF();
-    QImage canvas(QSize(qCeil(size.width() * scale), qCeil(size.height() * scale)),
-                  QImage::Format_ARGB32_Premultiplied);
-    if (canvas.isNull())
-        return; // no context: the layer stays as it was
-    canvas.setDevicePixelRatio(scale);
-    canvas.fill(Qt::transparent);
-    QPainter painter(&canvas);
-    painter.setRenderHint(QPainter::Antialiasing);
-    painter.setRenderHint(QPainter::SmoothPixmapTransform);
-    if (!layer->image().isNull())
-        painter.drawImage(QRectF(0, 0, size.width(), size.height()), layer->image());
-    painter.setCompositionMode(QPainter::CompositionMode_SourceOver);
-    QPen pen(drawColor, kStrokeWidth, Qt::SolidLine, Qt::RoundCap, Qt::RoundJoin);
-    painter.setPen(pen);
-    QPainterPath path(from);
-    path.lineTo(to);
-    if (from == to) {
-        // A path without length leaves no mark; its round cap is a dot.
-        painter.setPen(Qt::NoPen);
-        painter.setBrush(drawColor);
-        painter.drawEllipse(from, kStrokeWidth / 2, kStrokeWidth / 2);
-    } else {
-        painter.drawPath(path);
-    }
-    painter.end();
-    layer->setImage(canvas);
+    m_canvas->drawLine(from, to, drawColor, kStrokeWidth, scale);
 }
 
 void PhotoEditorViewController::touchesBegan(QPointF location)
@@ -354,7 +271,7 @@ void PhotoEditorViewController::mouseReleaseEvent(QMouseEvent *event)
 
 double PhotoEditorViewController::scrollLimit() const
 {
-    const double card = m_metadataView ? m_metadataView->height() : 0.0;
+    const double card = m_metadataView ? m_metadataView->height() * m_canvasScrollView->contentScale() : 0.0;
     const double bar = m_controlsView ? m_controlsView->height() : 0.0;
     return card + bar;
 }
@@ -384,8 +301,8 @@ void PhotoEditorViewController::scrollGesture(GestureRecognizer *recognizer)
 
 void PhotoEditorViewController::wheelScroll(qreal dy)
 {
-    // The wheel scrolls as a drag does, within the same bounds, whenever a
-    // canvas pan is attached.
+    // The wheel and the keys scroll as a drag does, within the same bounds,
+    // whenever a canvas pan is attached.
     if (panGestureActive || !m_canvasScrollView || GestureRecognizer::recognizers(m_canvasScrollView).isEmpty())
         return;
     const double y = std::clamp(m_canvasScrollView->contentOffsetY() + dy, 0.0, std::max(0.0, scrollLimit()));
@@ -655,27 +572,7 @@ void PhotoEditorViewController::sendAction()
 
 QImage PhotoEditorViewController::renderCanvas()
 {
-    QGraphicsScene *scene = m_canvasView;
-    if (!scene || !m_canvasScrollView)
-        qFatal("Tessivo: the photo editor has no canvas");
-    // Pending layouts first, so that the card is drawn as it now reads.
-    QCoreApplication::sendPostedEvents(nullptr, QEvent::LayoutRequest);
-    layoutCanvas();
-    const QRectF source(0, 0, scene->sceneRect().width(), m_canvasScrollView->contentHeight());
-    const qreal scale = m_canvasScrollView->devicePixelRatioF();
-    const QSize pixels(qCeil(source.width() * scale), qCeil(source.height() * scale));
-    if (pixels.isEmpty())
-        return QImage();
-    QImage image(pixels, QImage::Format_ARGB32_Premultiplied);
-    if (image.isNull())
-        return QImage();
-    image.setDevicePixelRatio(scale);
-    image.fill(Qt::transparent);
-    QPainter painter(&image);
-    painter.setRenderHints(QPainter::Antialiasing | QPainter::SmoothPixmapTransform | QPainter::TextAntialiasing);
-    scene->render(&painter, QRectF(QPointF(0, 0), source.size()), source, Qt::IgnoreAspectRatio);
-    painter.end();
-    return image;
+    return m_canvas->render(m_canvasScrollView);
 }
 
 } // namespace tessivo

@@ -38,8 +38,6 @@
 #include <memory>
 #include <optional>
 
-class QGraphicsProxyWidget;
-class QGraphicsRectItem;
 class QLabel;
 
 namespace Ui {
@@ -50,6 +48,7 @@ namespace tessivo {
 
 class CanvasObjectItem;
 class ObjectGestures;
+class PhotoCanvas;
 class StickerView;
 
 class TESSIVO_EXPORT PhotoEditorViewController : public EditorViewController,
@@ -144,8 +143,10 @@ public:
     void addAnnotation(qreal y);
     void textViewDidBeginEditing(AnnotateTextView *textView);
     void textViewDidChange(AnnotateTextView *textView);
-    /// A tap on the stroke layer after an annotation is finished.
+    /// A tap on the stroke layer after an annotation is finished: on a
+    /// text, edits it again; elsewhere, adds the next one there.
     void tapGesture(GestureRecognizer *recognizer);
+    void editAnnotation(AnnotateView *box);
     /// The recognisers on the stroke layer itself (not its objects').
     QList<GestureRecognizer *> canvasImageViewRecognizers() const;
 
@@ -230,8 +231,7 @@ private:
     QPointer<QGraphicsScene> m_canvasView;
     StrokeLayerItem *m_canvasImageView = nullptr; // owned by the scene
     QPointer<MetadataView> m_metadataView;
-    QGraphicsProxyWidget *m_cardProxy = nullptr; // owned by the scene
-    QGraphicsRectItem *m_cardSeparator = nullptr; // owned by the scene
+    PhotoCanvas *m_canvas = nullptr; // a child of this editor
     QImage m_image;
     bool m_tracking = false;
     ObjectGestures *m_objectGestures = nullptr; // a child of this editor

@@ -4,6 +4,8 @@
 
 #include <QGraphicsDropShadowEffect>
 #include <QHash>
+
+#include <algorithm>
 #include <QPainter>
 
 namespace tessivo {
@@ -19,7 +21,7 @@ QFont letterFont(qreal size)
     QFont face(QStringLiteral("DejaVu Sans"));
     face.setStyleHint(QFont::SansSerif);
     face.setWeight(QFont::Black);
-    face.setPointSizeF(size);
+    face.setPixelSize(std::max(1, qRound(size))); // pixels, not points
     return face;
 }
 

@@ -1,5 +1,6 @@
 #include "Gallery.h"
 
+#include "KitScreens.h"
 #include "platform/Appearance.h"
 
 #include <QApplication>
@@ -36,23 +37,9 @@ void settle()
     }
 }
 
-QWidget *hostWindow(QSize size, Appearance appearance)
+QWidget *hostWindow(QSize size, Appearance)
 {
-    auto *window = new QWidget;
-    window->setWindowTitle(QStringLiteral("Host"));
-    window->resize(size);
-    auto *layout = new QVBoxLayout(window);
-    auto *title = new QLabel(QStringLiteral("Host app"), window);
-    QFont font = title->font();
-    font.setPointSize(22);
-    font.setBold(true);
-    title->setFont(font);
-    layout->addWidget(title);
-    for (int i = 1; i <= 6; ++i)
-        layout->addWidget(new QLabel(QStringLiteral("Row %1 of the host's own content").arg(i), window));
-    layout->addStretch();
-    Q_UNUSED(appearance)
-    return window;
+    return test::makeHostWindow(size);
 }
 
 } // namespace tessivo::gallery
@@ -71,8 +58,13 @@ int main(int argc, char **argv)
     int written = 0;
     // TESSIVO_GALLERY_ONLY=<text> renders only the entries whose name holds it.
     const QString only = qEnvironmentVariable("TESSIVO_GALLERY_ONLY");
+    const double scale = qEnvironmentVariableIsSet("QT_SCALE_FACTOR")
+        ? qEnvironmentVariable("QT_SCALE_FACTOR").toDouble()
+        : 1.0;
     for (const auto &entry : tessivo::gallery::entries()) {
         if (!only.isEmpty() && !entry.name.contains(only))
+            continue;
+        if (!qFuzzyCompare(entry.scale, scale))
             continue;
         for (Appearance appearance : {Appearance::light, Appearance::dark}) {
             QApplication::setPalette(tessivo::paletteFor(appearance));
@@ -83,7 +75,7 @@ int main(int argc, char **argv)
             // Let queued presentations and layouts settle.
             QElapsedTimer clock;
             clock.start();
-            while (clock.elapsed() < 600)
+            while (clock.elapsed() < 400)
                 QTest::qWait(50);
             const QImage image = window->grab().toImage();
             const QString path = QDir(outDir).filePath(

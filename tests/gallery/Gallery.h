@@ -19,6 +19,9 @@ struct Entry {
     /// gallery shows it, lets pending presentations settle, grabs it, and
     /// deletes it.
     std::function<QWidget *(Appearance)> make;
+    /// The screen scale to render at: the gallery renders each scale in a
+    /// process of its own (QT_SCALE_FACTOR).
+    double scale = 1.0;
 };
 
 /// Adds an entry; returns true so that it can initialise a static.
@@ -27,7 +30,7 @@ bool add(Entry entry);
 /// Lets presentations, layouts and animations settle (about half a second).
 void settle();
 
-/// A plain stand-in for a host app's window to present kit screens over.
+/// A host app's window (tool bar, list, form) to present kit screens over.
 QWidget *hostWindow(QSize size, Appearance appearance);
 
 } // namespace tessivo::gallery

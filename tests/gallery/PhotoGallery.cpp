@@ -1,6 +1,5 @@
-// The screenshot editor in each mode: idle with the card in view, drawing,
-// annotating, stickers, the note panel, the share panel and the quit
-// sheet, on a phone-sized and a desktop window; and the report image.
+// The report image of an edited screenshot (the editor's modes are in the
+// screens gallery, at every window size).
 #include "Gallery.h"
 
 #include "photo/PhotoEditorViewController.h"
@@ -52,24 +51,7 @@ void scribble(PhotoEditorViewController *editor)
     editor->drawLine(QPointF(230, 90), QPointF(230, 90));
 }
 
-QWidget *mode(QSize size, Appearance appearance, const std::function<void(PhotoEditorViewController *)> &act)
-{
-    Editor e = presentEditor(size, appearance);
-    act(e.editor);
-    settle();
-    return e.window;
-}
-
-void add(const QString &name, const std::function<void(PhotoEditorViewController *)> &act,
-         bool desktop = false)
-{
-    const QSize size = desktop ? QSize(1280, 800) : QSize(390, 760);
-    gallery::add({QStringLiteral("PhotoEditorViewController-") + name + (desktop ? QStringLiteral("-desktop") : QString()),
-                  size, [size, act](Appearance a) { return mode(size, a, act); }});
-}
-
 const bool entries = [] {
-    auto idle = [](PhotoEditorViewController *) {};
     auto markup = [](PhotoEditorViewController *editor) {
         editor->controlsView()->doAction(editor->controlsView()->markupButton());
         settle();
@@ -77,33 +59,6 @@ const bool entries = [] {
         editor->markupControlsView()->selectItem(2);
         editor->drawLine(QPointF(40, 140), QPointF(300, 150));
     };
-    auto annotate = [](PhotoEditorViewController *editor) {
-        editor->controlsView()->doAction(editor->controlsView()->annotateButton());
-    };
-    auto stickers = [](PhotoEditorViewController *editor) {
-        editor->controlsView()->doAction(editor->controlsView()->stickersButton());
-    };
-    auto note = [](PhotoEditorViewController *editor) {
-        editor->controlsView()->doAction(editor->controlsView()->noteButton());
-        editor->noteView()->noteTextView()->setPlainText(
-            QStringLiteral("The coupon field accepts the code, but the total does not change."));
-    };
-    auto share = [](PhotoEditorViewController *editor) {
-        editor->controlsView()->doAction(editor->controlsView()->shareButton());
-    };
-    auto quit = [](PhotoEditorViewController *editor) {
-        editor->controlsView()->doAction(editor->controlsView()->closeButton());
-    };
-    add(QStringLiteral("idle"), idle);
-    add(QStringLiteral("markup"), markup);
-    add(QStringLiteral("annotate"), annotate);
-    add(QStringLiteral("stickers"), stickers);
-    add(QStringLiteral("note"), note);
-    add(QStringLiteral("sharePanel"), share);
-    add(QStringLiteral("quitSheet"), quit);
-    add(QStringLiteral("idle"), idle, true);
-    add(QStringLiteral("markup"), markup, true);
-    add(QStringLiteral("note"), note, true);
 
     // The report image that would be sent, shown scaled to fit.
     gallery::add({QStringLiteral("PhotoEditorViewController-report"), QSize(390, 760), [markup](Appearance a) {

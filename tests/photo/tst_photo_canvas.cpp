@@ -1,15 +1,19 @@
 // The screenshot editor's canvas, driven by pointer events through its
 // window: strokes only in markup mode, colours, clearing, scrolling within
-// its bounds, the mode switches and the note panel's close.
+// its bounds by pointer and keys, the mode switches, the note panel's
+// close, and a canvas that keeps its objects and its report whatever the
+// window's size.
 #include "photo/PhotoEditorViewController.h"
 #include "platform/AlertController.h"
 #include "platform/GestureRecognizer.h"
 #include "photo/ColorCell.h"
+#include "photo/StickersCell.h"
 #include "PhotoTesting.h"
 #include "TestSupport.h"
 
 #include <QApplication>
 #include <QGraphicsRectItem>
+#include <QPainter>
 #include <QPushButton>
 
 using namespace tessivo;
@@ -23,12 +27,10 @@ class PhotoCanvasTest : public QObject
     std::unique_ptr<QWidget> m_window;
     QPointer<PhotoEditorViewController> m_editor;
 
-    /// A white screenshot taller than the canvas, so that the scroll limit
-    /// and not the content's end stops the canvas.
-    void open(const QImage &screenshot)
+    void open(const QImage &screenshot, QSize window = QSize(390, 760))
     {
         m_window = std::make_unique<QWidget>();
-        m_window->resize(390, 760);
+        m_window->resize(window);
         m_window->show();
         QApplication::setActiveWindow(m_window.get());
         m_editor = new PhotoEditorViewController;
@@ -41,7 +43,7 @@ class PhotoCanvasTest : public QObject
 
     static QImage whiteScreenshot()
     {
-        QImage image(390, 1200, QImage::Format_ARGB32_Premultiplied);
+        QImage image(390, 660, QImage::Format_ARGB32_Premultiplied);
         image.fill(Qt::white);
         return image;
     }
@@ -134,15 +136,23 @@ private Q_SLOTS:
 
     void scrollingStopsAtTheTopAndAtTheLimit()
     {
-        m_editor->canvasScrollView()->setContentOffset(QPointF(0, 0), false);
-        const double limit = m_editor->metadataView()->height() + m_editor->controlsView()->height();
+        CanvasScrollView *view = m_editor->canvasScrollView();
+        view->setContentOffset(QPointF(0, 0), false);
+        const double limit = m_editor->metadataView()->height() * view->contentScale()
+            + m_editor->controlsView()->height();
         QCOMPARE(m_editor->scrollLimit(), limit);
-        drag(m_window.get(), {200, 600}, {200, 100});
-        QCOMPARE(offset(), 500.0 < limit ? 500.0 : limit);
+        const double end = std::min(limit, view->contentHeight() - view->boundsHeight());
+        QVERIFY(end > 100);
         drag(m_window.get(), {200, 650}, {200, 50});
-        QCOMPARE(offset(), limit);
-        QVERIFY(m_editor->canvasScrollView()->contentHeight() - m_editor->canvasScrollView()->boundsHeight() > limit);
+        QCOMPARE(offset(), end);
         drag(m_window.get(), {200, 50}, {200, 650});
+        QCOMPARE(offset(), 0.0);
+        // The keys scroll as the wheel does, within the same bounds.
+        QTest::keyClick(view, Qt::Key_Down);
+        QCOMPARE(offset(), 48.0);
+        QTest::keyClick(view, Qt::Key_End);
+        QCOMPARE(offset(), end);
+        QTest::keyClick(view, Qt::Key_Home);
         QCOMPARE(offset(), 0.0);
 
         // The note panel stops scrolling; committing it brings it back.
@@ -150,9 +160,55 @@ private Q_SLOTS:
         QVERIFY(GestureRecognizer::recognizers(m_editor->canvasScrollView()).isEmpty());
         drag(m_window.get(), {200, 200}, {200, 100});
         QCOMPARE(offset(), 0.0);
+        QTest::keyClick(view, Qt::Key_PageDown);
+        QTest::keyClick(view, Qt::Key_Down);
+        QCOMPARE(offset(), 0.0);
         m_editor->resetPanels();
         drag(m_window.get(), {200, 200}, {200, 100});
         QCOMPARE(offset(), 100.0);
+    }
+
+    void theCanvasKeepsItsScreenshotWhateverTheWindow()
+    {
+        // A screenshot of a window as large as the editor's: it opens whole,
+        // at the top, with the card below it.
+        QImage screenshot(390, 760, QImage::Format_ARGB32_Premultiplied);
+        screenshot.fill(QColor(40, 90, 160));
+        QPainter paint(&screenshot);
+        paint.fillRect(QRect(0, 0, 390, 60), QColor(230, 230, 235));
+        paint.fillRect(QRect(30, 300, 330, 200), Qt::white);
+        paint.end();
+        m_window.reset();
+        open(screenshot);
+        CanvasScrollView *view = m_editor->canvasScrollView();
+        QCOMPARE(offset(), 0.0);
+        QVERIFY(760 * view->contentScale() <= view->boundsHeight() + 0.5);
+        QVERIFY(view->contentHeight() > view->boundsHeight());
+
+        startMarkup();
+        drag(m_window.get(), {60, 120}, {300, 180});
+        test::click(m_editor->markupControlsView()->backButton());
+        test::click(m_editor->controlsView()->stickersButton());
+        test::click(m_editor->stickersControlsView()->cellAt(2));
+        test::click(m_editor->stickersControlsView()->backButton());
+        test::click(m_editor->controlsView()->annotateButton());
+        QTest::keyClicks(view, "Total is wrong");
+        m_editor->toolbar()->findChild<QPushButton *>()->click();
+        test::click(m_editor->annotateControlsView()->backButton());
+        const QImage before = m_editor->renderCanvas();
+
+        for (QSize size : {QSize(1100, 520), QSize(640, 900)}) {
+            m_window->resize(size);
+            QTRY_COMPARE(m_editor->size(), size);
+            QTest::qWait(50);
+            QVERIFY(760 * view->contentScale() <= view->boundsHeight() + 0.5);
+            const QImage after = m_editor->renderCanvas();
+            QCOMPARE(after.size(), before.size());
+            // The card shows the time of day; the screenshot with its
+            // strokes, sticker and text must not move by a pixel.
+            const QRect shot(0, 0, qRound(390 * before.devicePixelRatio()), qRound(760 * before.devicePixelRatio()));
+            QCOMPARE(test::matchingShare(before.copy(shot), after.copy(shot), 0), 1.0);
+        }
     }
 
     void closeWithTheNotePanelOpenOnlyClosesIt()

@@ -34,7 +34,8 @@ class PhotoObjectsTest : public QObject
     std::unique_ptr<QWidget> m_window;
     QPointer<PhotoEditorViewController> m_editor;
 
-    void open(int screenshotHeight = 800)
+    /// A screenshot no taller than the canvas shows at its own size.
+    void open(int screenshotHeight = 640)
     {
         m_window = std::make_unique<QWidget>();
         m_window->resize(390, 760);
@@ -286,6 +287,26 @@ private Q_SLOTS:
         QVERIFY(!m_editor->activeTextView);
     }
 
+    void aFinishedTextIsEditedAgainByATap()
+    {
+        open();
+        test::click(m_editor->controlsView()->annotateButton());
+        QTest::keyClicks(m_editor->canvasScrollView(), "Total");
+        clickDone();
+        AnnotateView *first = m_editor->annotationViews.first();
+        test::tap(m_window.get(), at(first));
+        QCOMPARE(m_editor->annotationViews.size(), 1);
+        QVERIFY(m_editor->activeAnnotationIsEditing);
+        QCOMPARE(activeText(), first->textView());
+        QTest::keyClick(m_editor->canvasScrollView(), Qt::Key_End);
+        QTest::keyClicks(m_editor->canvasScrollView(), " wrong");
+        QCOMPARE(first->textView()->toPlainText(), QString("Total wrong"));
+        clickDone();
+        // Beside it, a tap still starts the next text.
+        test::tap(m_window.get(), windowPoint(m_editor, QPointF(200, 600)));
+        QCOMPARE(m_editor->annotationViews.size(), 2);
+    }
+
     void theDeleteZoneShrinksRestoresAndDeletes()
     {
         open();
@@ -406,12 +427,12 @@ private Q_SLOTS:
         QTest::keyClicks(m_editor->canvasScrollView(), "Big");
         clickDone();
         AnnotateView *note = m_editor->annotationViews.first();
-        const qreal start = note->textView()->textFont().pointSizeF();
+        const qreal start = note->textView()->fontSize();
         test::wheel(m_window.get(), at(note), 3, Qt::ControlModifier);
-        QVERIFY(std::abs(note->textView()->textFont().pointSizeF() - start * std::pow(1.1, 3)) < 0.01);
+        QVERIFY(std::abs(note->textView()->fontSize() - start * std::pow(1.1, 3)) < 0.01);
         QCOMPARE(note->boundsSize(), note->textView()->boundingRect().size());
         test::wheel(m_window.get(), at(note), 40, Qt::ControlModifier);
-        const qreal size = note->textView()->textFont().pointSizeF();
+        const qreal size = note->textView()->fontSize();
         QVERIFY(size < 90);
         QVERIFY(size * 1.1 >= 90);
         QCOMPARE(note->transform(), QTransform()); // the text grows, not the box

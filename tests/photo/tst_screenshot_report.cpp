@@ -68,6 +68,7 @@ class ScreenshotReportTest : public QObject
     std::unique_ptr<QWidget> m_window;
     std::unique_ptr<test::LocalHttpServer> m_server;
     QPointer<PhotoEditorViewController> m_editor;
+    static constexpr int kScreenshotHeight = 760;
 
     /// Trigger, screenshot option, a red stroke and a tap dot.
     void openAndDraw()
@@ -80,8 +81,11 @@ class ScreenshotReportTest : public QObject
         QTRY_VERIFY((m_editor = qobject_cast<PhotoEditorViewController *>(topMostViewController())));
         QTRY_VERIFY(m_editor->hasAppeared());
         QCOMPARE(m_editor->image().size(), m_window->size() * m_window->devicePixelRatioF());
-        // It opens with the card in view.
-        QTRY_VERIFY(m_editor->canvasScrollView()->contentOffsetY() > 0);
+        // It opens on the whole screenshot, with the card below it.
+        QTRY_COMPARE(m_editor->mapTo(m_window.get(), QPoint(0, 0)), QPoint(0, 0));
+        QCOMPARE(m_editor->canvasScrollView()->contentOffsetY(), 0.0);
+        QVERIFY(m_editor->canvasScrollView()->contentHeight() > m_editor->canvasScrollView()->boundsHeight());
+        showPointForPoint();
 
         test::click(m_editor->controlsView()->markupButton());
         QTRY_COMPARE(m_editor->canvasScrollView()->contentOffsetY(), 0.0);
@@ -89,6 +93,16 @@ class ScreenshotReportTest : public QObject
         test::drag(m_window.get(), {60, 200}, {300, 200});
         test::tap(m_window.get(), {200, 400});
         test::click(m_editor->markupControlsView()->backButton());
+    }
+
+    /// Makes the window taller by the bar, so that the canvas shows the
+    /// screenshot at its own size and window points are screenshot points.
+    void showPointForPoint()
+    {
+        // Once the screens have slid in.
+        QTRY_COMPARE(m_editor->mapTo(m_window.get(), QPoint(0, 0)), QPoint(0, 0));
+        m_window->resize(390, kScreenshotHeight + m_editor->controlsView()->height());
+        QTRY_COMPARE(m_editor->canvasScrollView()->contentScale(), 1.0);
     }
 
     /// A name and a note, then the share panel.
@@ -128,7 +142,7 @@ class ScreenshotReportTest : public QObject
     {
         QVERIFY(!png.isNull());
         const qreal dpr = m_editor->canvasScrollView()->devicePixelRatioF();
-        const int screenshotHeight = m_window->height();
+        const int screenshotHeight = kScreenshotHeight;
         MetadataView *card = m_editor->metadataView();
         QCOMPARE(png.size(), QSize(390, screenshotHeight + card->height()) * dpr);
         const QImage cardImage = card->grab().toImage();
@@ -162,7 +176,7 @@ private Q_SLOTS:
         auto *layout = new QVBoxLayout(m_window.get());
         layout->addWidget(new QLabel("Checkout"));
         layout->addStretch();
-        m_window->resize(390, 760);
+        m_window->resize(390, kScreenshotHeight);
         m_window->show();
         QApplication::setActiveWindow(m_window.get());
         TessivoKit::shared().navigationAlreadyStarted = false;
@@ -220,6 +234,7 @@ private Q_SLOTS:
         test::click(choice->screenshotView());
         QTRY_VERIFY((m_editor = qobject_cast<PhotoEditorViewController *>(topMostViewController())));
         QTRY_VERIFY(m_editor->hasAppeared());
+        showPointForPoint();
 
         // A red "OK" a quarter of the way down.
         test::click(m_editor->controlsView()->annotateButton());
@@ -228,7 +243,7 @@ private Q_SLOTS:
         QPushButton *done = m_editor->toolbar()->findChild<QPushButton *>();
         test::click(done);
         test::click(m_editor->annotateControlsView()->backButton());
-        const qreal textY = m_window->height() * 0.25;
+        const qreal textY = kScreenshotHeight * 0.25;
 
         // The right arrow, dragged, turned a quarter clockwise, 1.1³ larger.
         test::click(m_editor->controlsView()->stickersButton());
