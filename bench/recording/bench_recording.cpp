@@ -87,6 +87,15 @@ double processCpuSeconds(qint64 pid)
     return (fields[11].toDouble() + fields[12].toDouble()) / double(sysconf(_SC_CLK_TCK));
 }
 
+/// The host screens' backdrop: a light diagonal gradient.
+void fillBackdrop(QPainter &p, const QRect &rect)
+{
+    QLinearGradient g(rect.topLeft(), rect.bottomRight());
+    g.setColorAt(0, QColor(245, 245, 250));
+    g.setColorAt(1, QColor(215, 225, 240));
+    p.fillRect(rect, g);
+}
+
 /// A busy host screen: a gradient, moving cards and text, repainted in full.
 class AnimatedWindow : public QWidget
 {
@@ -98,10 +107,7 @@ protected:
     {
         ++repaints;
         QPainter p(this);
-        QLinearGradient g(0, 0, width(), height());
-        g.setColorAt(0, QColor(245, 245, 250));
-        g.setColorAt(1, QColor(215, 225, 240));
-        p.fillRect(rect(), g);
+        fillBackdrop(p, rect());
         p.setRenderHint(QPainter::Antialiasing);
         for (int i = 0; i < 24; ++i) {
             const int x = (repaints * (3 + i % 5) + i * 150) % (width() - 220);
@@ -151,10 +157,7 @@ protected:
     void paintEvent(QPaintEvent *) override
     {
         QPainter p(this);
-        QLinearGradient g(0, 0, width(), height());
-        g.setColorAt(0, QColor(245, 245, 250));
-        g.setColorAt(1, QColor(215, 225, 240));
-        p.fillRect(rect(), g);
+        fillBackdrop(p, rect());
         p.setRenderHint(QPainter::Antialiasing);
         for (int i = 0; i < 24; ++i) {
             const int x = 260 + (i % 6) * 270;

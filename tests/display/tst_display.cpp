@@ -210,7 +210,7 @@ void tst_Display::firstRunScreen()
 void tst_Display::consentAfterShortcutShake()
 {
     QVERIFY2(shakeOpensChoice(false), "Ctrl+Alt+F did not open the capture choice");
-    const auto tile = settled(QStringLiteral("column/videoView"));
+    const auto tile = settled(QStringLiteral("tiles/videoView"));
     QVERIFY(tile);
     QVERIFY2(looksLikeItself(*tile, QStringLiteral("choice-by-shortcut")), "the capture choice is not on the screen");
     QVERIFY(m_input->click(centreOf(tile->rect)));
@@ -312,7 +312,7 @@ void tst_Display::videoReportWithPanelsOverTheVideo()
     QTest::qWait(5000);
     const QImage scene = grabScreen().copy(window->rect);
     QVERIFY2(shakeOpensChoice(false), "Ctrl+Alt+F did not open the capture choice");
-    QVERIFY(clickOn(QStringLiteral("column/videoView")));
+    QVERIFY(clickOn(QStringLiteral("tiles/videoView")));
     QVERIFY2(m_demo->waitForTop(QStringLiteral("tessivo::VideoEditorViewController"), 60000), "no video editor");
     const QString area = QStringLiteral("containerView/videoView");
     const auto video = settled(area);
