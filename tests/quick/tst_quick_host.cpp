@@ -1,5 +1,5 @@
-// A QML host window: the shortcut, a pointer shake and Tessivo.startFeedback()
-// from QML open the capture choice over it; its screenshot report reaches the
+// A QML host window: the shortcut, a pointer shake, Tessivo.startFeedback()
+// from QML and a four-finger swipe open the capture choice over it; its screenshot report reaches the
 // Trello stand-in with the QML pixels and the private item filled.
 #include "core/Configs.h"
 #include "core/SelectOptionViewController.h"
@@ -18,6 +18,7 @@
 #include "TestSupport.h"
 
 #include <QQmlApplicationEngine>
+#include <QPointingDevice>
 #include <QQuickWindow>
 
 using namespace tessivo;
@@ -117,6 +118,21 @@ private Q_SLOTS:
         QVERIFY(choice);
         close(choice);
         QVERIFY((choice = open([&] { clickQmlButton(); })));
+        close(choice);
+
+        // Four fingers swiping down the Quick window.
+        TessivoKit::shared().initialize(TessivoKit::FeedbackGesture::fourFingers, "", false);
+        const std::unique_ptr<QPointingDevice> touchscreen(QTest::createTouchDevice());
+        QVERIFY((choice = open([&] {
+            for (int y : {100, 180, 260}) {
+                auto touches = QTest::touchEvent(m_window, touchscreen.get());
+                for (int i = 0; i < 4; ++i)
+                    y == 100 ? touches.press(i, QPoint(60 + 80 * i, y)) : touches.move(i, QPoint(60 + 80 * i, y));
+            }
+            auto release = QTest::touchEvent(m_window, touchscreen.get());
+            for (int i = 0; i < 4; ++i)
+                release.release(i, QPoint(60 + 80 * i, 260));
+        })));
         close(choice);
     }
 
