@@ -165,7 +165,6 @@ private:
         return nullptr;
     }
 
-    /// A view that lets input through (or sits in one that does) gets none.
     /// A Qt Quick window's overlay stands for that window: its recognisers
     /// take the window's touches while the window is shown.
     static bool isShown(const QWidget *view)
@@ -175,6 +174,7 @@ private:
         return view->isVisible();
     }
 
+    /// A view that lets input through (or sits in one that does) gets none.
     static bool takesInput(const QWidget *view, const QWidget *top)
     {
         for (const QWidget *w = view; w; w = w->parentWidget()) {
