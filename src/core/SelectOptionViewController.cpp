@@ -10,10 +10,10 @@
 #include "platform/Dispatch.h"
 #include "platform/KeyActivation.h"
 #include "platform/Layer.h"
-#include "platform/PrivacyMask.h"
 #include "platform/Storyboard.h"
 #include "platform/TapGestureRecognizer.h"
 #include "platform/UserDefaults.h"
+#include "platform/WindowOverlay.h"
 #include "ui_SelectOptionViewController.h"
 
 #include <QPainter>
@@ -114,8 +114,7 @@ void SelectOptionViewController::viewDidLoad()
         m_screenshot.reset();
         return;
     }
-    QImage image = key->grab().toImage();
-    PrivacyMask::apply(image, key);
+    const QImage image = WindowOverlay::grabContent(key);
     m_screenshot = image.isNull() ? QImage() : image;
 }
 

@@ -1,5 +1,7 @@
 #include "platform/Application.h"
 
+#include "platform/WindowOverlay.h"
+
 #include <QApplication>
 #include <QWindow>
 
@@ -43,6 +45,9 @@ QWidget *Application::keyWindow()
             if (w->windowHandle() == focus)
                 return w;
         }
+        // A Qt Quick (or other non-widget) window: the kit's overlay of it.
+        if (WindowOverlay::isHostWindow(focus))
+            return WindowOverlay::of(focus);
     }
     return nullptr;
 }
@@ -53,8 +58,14 @@ QList<QWidget *> Application::windows()
     if (!qobject_cast<QApplication *>(QCoreApplication::instance()))
         return result;
     for (QWidget *w : QApplication::topLevelWidgets()) {
-        if (w->isVisible())
+        if (w->isVisible() && !qobject_cast<WindowOverlay *>(w))
             result.append(w);
+    }
+    // Shown non-widget windows, each as the kit's overlay of it (shown or
+    // not).
+    for (QWindow *window : QGuiApplication::topLevelWindows()) {
+        if (window->isVisible() && WindowOverlay::isHostWindow(window))
+            result.append(WindowOverlay::of(window));
     }
     return result;
 }

@@ -17,9 +17,12 @@ public:
     static Application &shared();
 
     /// The active top-level widget, falling back to the widget of the focus
-    /// window; null when the host has no active window.
+    /// window, or to the kit's WindowOverlay of it when the focus window is
+    /// not a widget's (a Qt Quick window); null when the host has no active
+    /// window.
     static QWidget *keyWindow();
-    /// The host's top-level widgets that are shown, in creation order.
+    /// The host's top-level widgets that are shown, in creation order, then
+    /// the overlays of its shown non-widget windows.
     static QList<QWidget *> windows();
 
 Q_SIGNALS:

@@ -1,5 +1,7 @@
 #include "platform/GestureRecognizer.h"
 
+#include "platform/WindowOverlay.h"
+
 #include <QApplication>
 #include <QGraphicsObject>
 #include <QGraphicsView>
@@ -129,7 +131,7 @@ private:
     bool hits(GestureRecognizer *r, QWidget *top, QPointF windowPos) const
     {
         QWidget *view = r->view();
-        if (!view || !r->isEnabled() || !view->isVisible() || !takesInput(view, top))
+        if (!view || !r->isEnabled() || !isShown(view) || !takesInput(view, top))
             return false;
         const QPoint local = view->mapFrom(top, windowPos.toPoint());
         if (!view->rect().contains(local))
@@ -163,6 +165,15 @@ private:
         return nullptr;
     }
 
+    /// A Qt Quick window's overlay stands for that window: its recognisers
+    /// take the window's touches while the window is shown.
+    static bool isShown(const QWidget *view)
+    {
+        if (auto *overlay = qobject_cast<const WindowOverlay *>(view))
+            return overlay->isHostShown();
+        return view->isVisible();
+    }
+
     /// A view that lets input through (or sits in one that does) gets none.
     static bool takesInput(const QWidget *view, const QWidget *top)
     {
@@ -178,6 +189,8 @@ private:
     void routeTouch(QWindow *window, QTouchEvent *event)
     {
         QWidget *top = widgetFor(window);
+        if (!top && WindowOverlay::isHostWindow(window))
+            top = WindowOverlay::of(window);
         if (!top)
             return;
         const bool begin = event->type() == QEvent::TouchBegin;

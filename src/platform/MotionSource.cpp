@@ -1,5 +1,7 @@
 #include "platform/MotionSource.h"
 
+#include "platform/WindowOverlay.h"
+
 #include <QApplication>
 #include <QKeyEvent>
 #include <QMouseEvent>
@@ -51,51 +53,65 @@ bool MotionSource::eventFilter(QObject *watched, QEvent *event)
         if (auto *window = qobject_cast<QWindow *>(watched)) {
             auto *mouse = static_cast<QMouseEvent *>(event);
             if (mouse->buttons() == Qt::NoButton && mouse->source() == Qt::MouseEventNotSynthesized) {
-                for (QWidget *top : QApplication::topLevelWidgets()) {
-                    if (top->windowHandle() == window) {
-                        trackPointer(top, mouse->globalPosition().x());
-                        break;
-                    }
-                }
+                QWidget *top = widgetOf(window);
+                if ((top || WindowOverlay::isHostWindow(window))
+                    && trackPointer(mouse->globalPosition().x()))
+                    deliver(top ? top : WindowOverlay::of(window), EventSubtype::motionShake);
             }
         }
         return false;
     }
-    auto *widget = qobject_cast<QWidget *>(watched);
-    if (!widget)
+    if ((event->type() != QEvent::ShortcutOverride && event->type() != QEvent::KeyPress)
+        || m_shortcut.isEmpty())
         return false;
-    if ((event->type() == QEvent::ShortcutOverride || event->type() == QEvent::KeyPress)
-        && !m_shortcut.isEmpty()) {
-        auto *key = static_cast<QKeyEvent *>(event);
-        const QKeySequence pressed(key->keyCombination());
-        if (pressed.matches(m_shortcut) == QKeySequence::ExactMatch) {
-            // Claim the key before the host's shortcuts; act on the press.
-            key->accept();
-            if (event->type() == QEvent::KeyPress && !key->isAutoRepeat())
-                deliver(widget, EventSubtype::motionShake);
-            return true;
-        }
+    auto *widget = qobject_cast<QWidget *>(watched);
+    QWindow *host = nullptr;
+    if (!widget) {
+        // In a window that is not a widget's (Qt Quick), the override goes
+        // to its focus object and the press to the window before its items.
+        QWindow *focus = QGuiApplication::focusWindow();
+        if (!WindowOverlay::isHostWindow(focus)
+            || (event->type() == QEvent::KeyPress && watched != focus))
+            return false;
+        host = focus;
     }
-    return false;
+    auto *key = static_cast<QKeyEvent *>(event);
+    const QKeySequence pressed(key->keyCombination());
+    if (pressed.matches(m_shortcut) != QKeySequence::ExactMatch)
+        return false;
+    // Claim the key before the host's shortcuts; act on the press.
+    key->accept();
+    if (event->type() == QEvent::KeyPress && !key->isAutoRepeat())
+        deliver(widget ? widget : WindowOverlay::of(host), EventSubtype::motionShake);
+    return true;
 }
 
-void MotionSource::trackPointer(QWidget *window, qreal x)
+QWidget *MotionSource::widgetOf(const QWindow *window)
+{
+    for (QWidget *top : QApplication::topLevelWidgets()) {
+        if (top->windowHandle() == window)
+            return top;
+    }
+    return nullptr;
+}
+
+bool MotionSource::trackPointer(qreal x)
 {
     const qint64 now = m_clock.elapsed();
     if (!m_hasLast) {
         m_hasLast = true;
         m_lastX = x;
-        return;
+        return false;
     }
     const qreal previous = m_lastX;
     const int direction = x > previous ? 1 : (x < previous ? -1 : 0);
     m_lastX = x;
     if (direction == 0)
-        return;
+        return false;
     if (m_direction == 0) {
         m_direction = direction;
         m_legStart = previous;
-        return;
+        return false;
     }
     if (direction != m_direction) {
         // The pointer turned at the previous position: that is where the
@@ -112,8 +128,9 @@ void MotionSource::trackPointer(QWidget *window, qreal x)
     if (m_reversals.size() >= kReversals && now - m_lastShake >= kCooldownMs) {
         m_reversals.clear();
         m_lastShake = now;
-        deliver(window, EventSubtype::motionShake);
+        return true;
     }
+    return false;
 }
 
 } // namespace tessivo

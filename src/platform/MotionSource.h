@@ -1,6 +1,7 @@
 // The process-wide motion source. On desktop a shake is a pointer shake
 // (rapid back-and-forth with no button held) or a keyboard shortcut the
-// host can change; each is delivered as a shake of the window it happened in.
+// host can change; each is delivered as a shake of the window it happened in
+// (for a Qt Quick window, of the kit's WindowOverlay of it).
 #pragma once
 
 #include "tessivo_export.h"
@@ -11,6 +12,7 @@
 #include <QObject>
 
 class QWidget;
+class QWindow;
 
 namespace tessivo {
 
@@ -59,7 +61,9 @@ protected:
 
 private:
     MotionSource();
-    void trackPointer(QWidget *window, qreal x);
+    /// Takes a pointer position; true when it completes a shake.
+    bool trackPointer(qreal x);
+    static QWidget *widgetOf(const QWindow *window);
 
     QKeySequence m_shortcut;
     bool m_running = false;

@@ -22,6 +22,7 @@
 #include <QWidget>
 
 class QImage;
+class QWindow;
 
 namespace tessivo {
 
@@ -51,6 +52,9 @@ public:
     /// fill(image, region(window)); returns whether anything was masked.
     static bool apply(QImage &image, const QWidget *window);
     static QColor fillColor() { return QColor(128, 128, 128); }
+    /// The private items of a Qt Quick window, in its logical pixels
+    /// (empty for other windows or when the kit is built without Qt Quick).
+    static QRegion itemsRegion(QWindow *window);
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override;

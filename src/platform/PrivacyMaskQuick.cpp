@@ -85,6 +85,16 @@ QRegion PrivacyMask::quickItemsRegion(QWidget *widget)
     return items;
 }
 
+QRegion PrivacyMask::itemsRegion(QWindow *window)
+{
+    auto *quick = qobject_cast<QQuickWindow *>(window);
+    if (!quick)
+        return {};
+    QRegion items;
+    collect(quick->contentItem(), QRectF(QPointF(0, 0), quick->size()), items);
+    return items;
+}
+
 void PrivacyMask::watchQuickWidget(QWidget *widget)
 {
     auto *quick = qobject_cast<QQuickWidget *>(widget);
@@ -112,6 +122,11 @@ void PrivacyMask::quickPropertyChanged(QObject *object)
 #else
 
 QRegion PrivacyMask::quickItemsRegion(QWidget *)
+{
+    return {};
+}
+
+QRegion PrivacyMask::itemsRegion(QWindow *)
 {
     return {};
 }

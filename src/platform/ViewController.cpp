@@ -6,6 +6,7 @@
 #include "platform/OverlayKeyboard.h"
 #include "platform/Storyboard.h"
 #include "platform/TabBarController.h"
+#include "platform/WindowOverlay.h"
 
 #include <QAbstractButton>
 #include <QEvent>
@@ -33,7 +34,13 @@ public:
         setGeometry(window->rect());
         window->installEventFilter(this);
     }
-    bool isInWindow() const override { return window() && window()->isVisible(); }
+    bool isInWindow() const override
+    {
+        // An overlay is shown by what is presented in it, over its shown host.
+        if (auto *overlay = qobject_cast<WindowOverlay *>(window()))
+            return overlay->isHostShown();
+        return window() && window()->isVisible();
+    }
 
 protected:
     bool eventFilter(QObject *watched, QEvent *event) override
