@@ -15,13 +15,17 @@
 #include <QCheckBox>
 #include <QComboBox>
 #include <QDir>
+#include <QFile>
+#include <QHash>
 #include <QFormLayout>
 #include <QLineEdit>
 #include <QListWidget>
 #include <QMainWindow>
+#include <QProcess>
 #include <QPushButton>
 #include <QSplitter>
 #include <QStatusBar>
+#include <QTemporaryDir>
 #include <QTest>
 #include <QTextEdit>
 #include <QToolBar>
@@ -110,12 +114,42 @@ PhotoEditorViewController *photoEditor(QWidget *host)
     return presentEditor(host, editor);
 }
 
+/// A one-second movie of the host window as it looks now, made once per
+/// window size and kept until the process ends; empty when ffmpeg is missing.
+QString hostMovie(QWidget *host)
+{
+    static QTemporaryDir folder;
+    static QHash<QString, QString> movies;
+    const QImage frame = host->grab().toImage();
+    const QString key = QStringLiteral("%1x%2").arg(frame.width()).arg(frame.height());
+    if (movies.contains(key))
+        return movies.value(key);
+    const QString still = folder.filePath(key + QStringLiteral(".png"));
+    const QString movie = folder.filePath(key + QStringLiteral(".mp4"));
+    QProcess ffmpeg;
+    if (frame.save(still)) {
+        ffmpeg.start(QStringLiteral("ffmpeg"),
+                     {"-nostdin", "-v", "error", "-y", "-loop", "1", "-i", still, "-t", "1", "-r", "30", "-vf",
+                      "scale=trunc(iw/2)*2:trunc(ih/2)*2", "-pix_fmt", "yuv420p", movie});
+        ffmpeg.waitForFinished(30000);
+    }
+    const bool made = ffmpeg.exitStatus() == QProcess::NormalExit && ffmpeg.exitCode() == 0 && QFile::exists(movie);
+    movies.insert(key, made ? movie : QString());
+    return movies.value(key);
+}
+
 VideoEditorViewController *videoEditor(QWidget *host)
 {
     UserDefaults::standard().setString(QStringLiteral("Ann Whitfield"), QStringLiteral("noteAuthor"));
     auto *editor = new VideoEditorViewController;
-    editor->videoFileURL = QUrl::fromLocalFile(QDir::temp().filePath(QStringLiteral("tessivo-no-recording.mov")));
-    return presentEditor(host, editor);
+    const QString movie = hostMovie(host);
+    editor->videoFileURL = QUrl::fromLocalFile(
+        movie.isEmpty() ? QDir::temp().filePath(QStringLiteral("tessivo-no-recording.mov")) : movie);
+    presentEditor(host, editor);
+    // The player shows the movie's first frame once it has decoded it.
+    if (!movie.isEmpty())
+        (void)QTest::qWaitFor([editor] { return !editor->avpController()->currentImage().isNull(); }, 10000);
+    return editor;
 }
 
 void photoMode(QList<KitScreen> &screens, const QString &name, std::function<void(PhotoEditorViewController *)> act)
