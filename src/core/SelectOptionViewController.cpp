@@ -17,8 +17,10 @@
 #include "ui_SelectOptionViewController.h"
 
 #include <QPainter>
-#include <QResizeEvent>
 #include <QPushButton>
+#include <QResizeEvent>
+
+#include <algorithm>
 
 namespace tessivo {
 namespace {
@@ -150,10 +152,22 @@ void SelectOptionViewController::resizeEvent(QResizeEvent *event)
     m_ui->tilesLayout->setDirection(row ? QBoxLayout::LeftToRight : QBoxLayout::TopToBottom);
     m_ui->column->setMaximumWidth(row ? 1040 : 520);
     const int tileHeight = row ? 180 : (height() < 640 ? 0 : 112);
-    for (QWidget *tile : {m_ui->videoView, m_ui->screenshotView, m_ui->imageView}) {
+    const QList<QWidget *> tiles{m_ui->videoView, m_ui->screenshotView, m_ui->imageView};
+    int widest = 0;
+    for (QWidget *tile : tiles) {
         tile->setMinimumHeight(tileHeight);
-        if (auto *inner = qobject_cast<QBoxLayout *>(tile->layout()))
+        tile->setMinimumWidth(0);
+        if (auto *inner = qobject_cast<QBoxLayout *>(tile->layout())) {
             inner->setDirection(row ? QBoxLayout::TopToBottom : QBoxLayout::LeftToRight);
+            inner->invalidate();
+        }
+        widest = std::max(widest, tile->minimumSizeHint().width());
+    }
+    // In a row the tiles share the width equally, never narrower than the
+    // widest one's content; their own content widths do not count.
+    for (QWidget *tile : tiles) {
+        tile->setMinimumWidth(row ? widest : 0);
+        tile->setSizePolicy(row ? QSizePolicy::Ignored : QSizePolicy::Preferred, tile->sizePolicy().verticalPolicy());
     }
     // Side by side, the tiles sit in the middle of the window with the
     // heading above them; stacked, they sit at the bottom like a sheet.
