@@ -73,6 +73,10 @@ CanvasObjectItem *ObjectGestures::objectAt(QPoint inViewport) const
 
 bool ObjectGestures::eventFilter(QObject *watched, QEvent *event)
 {
+    // Only presses are looked at. The editor's other events, those sent while
+    // it is being taken apart included, pass without touching it.
+    if (event->type() != QEvent::MouseButtonPress && event->type() != QEvent::KeyPress)
+        return QObject::eventFilter(watched, event);
     if (!m_editor)
         return false;
     if (event->type() == QEvent::MouseButtonPress && m_editor->canvasScrollView()
